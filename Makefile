@@ -1,0 +1,38 @@
+# Thin wrapper around CMake. Every target first installs the Debian packages
+# that are missing, so a fresh machine needs nothing but this file.
+
+BUILD      ?= build
+BUILD_TYPE ?= Release
+JOBS       ?= $(shell nproc)
+CMAKE_ARGS ?=
+
+PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
+            librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev
+
+SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
+
+.PHONY: all deps configure build test run clean
+
+all: build
+
+deps:
+	@missing=$$(for p in $(PACKAGES); do \
+	    dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; \
+	done); \
+	if [ -n "$$missing" ]; then \
+	    echo "Installing missing packages:" $$missing; \
+	    $(SUDO) apt-get update -qq && \
+	    DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq $$missing; \
+	fi
+
+configure: deps
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_ARGS)
+
+build: configure
+	cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+clean:
+	rm -rf $(BUILD)
