@@ -1,0 +1,210 @@
+#include "zel/archive/deflate/block_coder.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "zel/archive/deflate/huffman_code.hpp"
+
+namespace vorn::deflate {
+
+namespace {
+
+constexpr int max_code_bits = 15;
+constexpr int max_code_length_bits = 7;
+
+struct code_table {
+    std::array<std::uint8_t, literal_symbols> literal_lengths{};
+    std::array<std::uint16_t, literal_symbols> literal_codes{};
+    std::array<std::uint8_t, distance_symbols> distance_lengths{};
+    std::array<std::uint16_t, distance_symbols> distance_codes{};
+};
+
+code_table make_fixed_table() {
+    code_table t;
+    for (int i = 0; i < literal_symbols; ++i) {
+        t.literal_lengths[i] = i < 144 ? 8 : i < 256 ? 9 : i < 280 ? 7 : 8;
+    }
+    t.distance_lengths.fill(5);
+    assign_codes(t.literal_lengths.data(), literal_symbols, t.literal_codes.data());
+    assign_codes(t.distance_lengths.data(), distance_symbols, t.distance_codes.data());
+    return t;
+}
+
+const code_table& fixed_table() {
+    static const code_table table = make_fixed_table();
+    return table;
+}
+
+bool write_records(bit_writer& out, const lz_block& block, const code_table& t) {
+    const std::uint8_t* p = block.begin();
+    const std::uint8_t* const end = block.end();
+    std::uint32_t flags = 1;
+    for (; p < end; flags >>= 1) {
+        if (flags == 1) {
+            flags = *p++ | 0x100u;
+        }
+        if (flags & 1) {
+            const std::uint32_t length = p[0];
+            const std::uint32_t distance = p[1] | (p[2] << 8);
+            p += 3;
+            const symbol_info l = length_symbols[length];
+            out.put(t.literal_codes[l.symbol], t.literal_lengths[l.symbol]);
+            out.put(length & ((1u << l.extra_bits) - 1), l.extra_bits);
+            const symbol_info d = distance_table[distance];
+            out.put(t.distance_codes[d.symbol], t.distance_lengths[d.symbol]);
+            out.put(distance & ((1u << d.extra_bits) - 1), d.extra_bits);
+        } else {
+            const std::uint8_t literal = *p++;
+            out.put(t.literal_codes[literal], t.literal_lengths[literal]);
+        }
+    }
+    out.put(t.literal_codes[end_of_block], t.literal_lengths[end_of_block]);
+    return !out.overflowed();
+}
+
+// The code lengths of both tables, run-length coded with the symbols 16
+// (repeat the previous length 3 to 6 times), 17 (3 to 10 zeros) and 18 (11
+// to 138 zeros). Each symbol 16 to 18 is followed by its repeat count.
+class length_packer {
+  public:
+    explicit length_packer(std::array<std::uint16_t, code_length_symbols>& counts)
+        : counts_(counts) {}
+
+    void pack(const std::uint8_t* lengths, int count) {
+        for (int i = 0; i < count; ++i) {
+            const std::uint8_t length = lengths[i];
+            if (length == 0) {
+                flush_repeats();
+                if (++zeros_ == 138) {
+                    flush_zeros();
+                }
+            } else {
+                flush_zeros();
+                if (length != previous_) {
+                    flush_repeats();
+                    ++counts_[length];
+                    packed_[size_++] = length;
+                } else if (++repeats_ == 6) {
+                    flush_repeats();
+                }
+            }
+            previous_ = length;
+        }
+        if (repeats_ != 0) {
+            flush_repeats();
+        } else {
+            flush_zeros();
+        }
+    }
+
+    const std::uint8_t* begin() const { return packed_.data(); }
+    const std::uint8_t* end() const { return packed_.data() + size_; }
+
+  private:
+    void emit(std::uint8_t symbol, std::uint8_t argument) {
+        ++counts_[symbol];
+        packed_[size_++] = symbol;
+        packed_[size_++] = argument;
+    }
+    void flush_repeats() {
+        if (repeats_ == 0) {
+            return;
+        }
+        if (repeats_ < 3) {
+            counts_[previous_] = static_cast<std::uint16_t>(counts_[previous_] + repeats_);
+            for (; repeats_ > 0; --repeats_) {
+                packed_[size_++] = previous_;
+            }
+        } else {
+            emit(16, static_cast<std::uint8_t>(repeats_ - 3));
+        }
+        repeats_ = 0;
+    }
+    void flush_zeros() {
+        if (zeros_ == 0) {
+            return;
+        }
+        if (zeros_ < 3) {
+            counts_[0] = static_cast<std::uint16_t>(counts_[0] + zeros_);
+            for (; zeros_ > 0; --zeros_) {
+                packed_[size_++] = 0;
+            }
+        } else if (zeros_ <= 10) {
+            emit(17, static_cast<std::uint8_t>(zeros_ - 3));
+        } else {
+            emit(18, static_cast<std::uint8_t>(zeros_ - 11));
+        }
+        zeros_ = 0;
+    }
+
+    std::array<std::uint16_t, code_length_symbols>& counts_;
+    std::array<std::uint8_t, literal_symbols + distance_symbols> packed_{};
+    int size_ = 0;
+    std::uint32_t zeros_ = 0;
+    std::uint32_t repeats_ = 0;
+    std::uint8_t previous_ = 0xFF;
+};
+
+}  // namespace
+
+bool write_fixed_block(bit_writer& out, const lz_block& block) {
+    out.put(1, 2);
+    return write_records(out, block, fixed_table());
+}
+
+bool write_dynamic_block(bit_writer& out, lz_block& block) {
+    code_table t;
+    block.literal_counts()[end_of_block] = 1;
+    build_code_lengths(block.literal_counts().data(), literal_symbols, max_code_bits,
+                       t.literal_lengths.data());
+    build_code_lengths(block.distance_counts().data(), distance_symbols, max_code_bits,
+                       t.distance_lengths.data());
+    assign_codes(t.literal_lengths.data(), literal_symbols, t.literal_codes.data());
+    assign_codes(t.distance_lengths.data(), distance_symbols, t.distance_codes.data());
+
+    int literal_count = 286;
+    while (literal_count > 257 && t.literal_lengths[literal_count - 1] == 0) {
+        --literal_count;
+    }
+    int distance_count = 30;
+    while (distance_count > 1 && t.distance_lengths[distance_count - 1] == 0) {
+        --distance_count;
+    }
+
+    // Both tables are packed as one sequence, so runs may cross from one to
+    // the other.
+    std::array<std::uint8_t, literal_symbols + distance_symbols> lengths{};
+    std::copy_n(t.literal_lengths.begin(), literal_count, lengths.begin());
+    std::copy_n(t.distance_lengths.begin(), distance_count, lengths.begin() + literal_count);
+    std::array<std::uint16_t, code_length_symbols> counts{};
+    length_packer packed(counts);
+    packed.pack(lengths.data(), literal_count + distance_count);
+
+    std::array<std::uint8_t, code_length_symbols> cl_lengths{};
+    std::array<std::uint16_t, code_length_symbols> cl_codes{};
+    build_code_lengths(counts.data(), code_length_symbols, max_code_length_bits, cl_lengths.data());
+    assign_codes(cl_lengths.data(), code_length_symbols, cl_codes.data());
+
+    out.put(2, 2);
+    out.put(static_cast<std::uint32_t>(literal_count - 257), 5);
+    out.put(static_cast<std::uint32_t>(distance_count - 1), 5);
+    int sent = code_length_symbols;
+    while (sent > 4 && cl_lengths[code_length_order[sent - 1]] == 0) {
+        --sent;
+    }
+    out.put(static_cast<std::uint32_t>(sent - 4), 4);
+    for (int i = 0; i < sent; ++i) {
+        out.put(cl_lengths[code_length_order[i]], 3);
+    }
+    static constexpr std::uint8_t repeat_bits[3] = {2, 3, 7};
+    for (const std::uint8_t* p = packed.begin(); p < packed.end();) {
+        const std::uint8_t symbol = *p++;
+        out.put(cl_codes[symbol], cl_lengths[symbol]);
+        if (symbol >= 16) {
+            out.put(*p++, repeat_bits[symbol - 16]);
+        }
+    }
+    return write_records(out, block, t);
+}
+
+}  // namespace vorn::deflate

@@ -1,0 +1,182 @@
+#include "zel/archive/deflate/huffman_code.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace vorn::deflate {
+
+namespace {
+
+constexpr int max_supported_bits = 32;
+
+struct ranked_symbol {
+    std::uint16_t key;  // frequency on entry, then tree links, then depth
+    std::uint16_t symbol;
+};
+
+// Stable sort by frequency with one or two byte-wise counting passes.
+ranked_symbol* sort_by_frequency(int n, ranked_symbol* in, ranked_symbol* scratch) {
+    std::array<std::uint32_t, 512> histogram{};
+    for (int i = 0; i < n; ++i) {
+        ++histogram[in[i].key & 0xFF];
+        ++histogram[256 + (in[i].key >> 8)];
+    }
+    const int passes = histogram[256] == static_cast<std::uint32_t>(n) ? 1 : 2;
+    ranked_symbol* current = in;
+    ranked_symbol* next = scratch;
+    for (int pass = 0; pass < passes; ++pass) {
+        std::array<std::uint32_t, 256> offsets;
+        std::uint32_t offset = 0;
+        for (int b = 0; b < 256; ++b) {
+            offsets[b] = offset;
+            offset += histogram[pass * 256 + b];
+        }
+        for (int i = 0; i < n; ++i) {
+            next[offsets[(current[i].key >> (pass * 8)) & 0xFF]++] = current[i];
+        }
+        std::swap(current, next);
+    }
+    return current;
+}
+
+// In-place minimum-redundancy code lengths over symbols sorted by ascending
+// frequency: on return a[i].key is the code length of a[i]. The arithmetic is
+// 16-bit like the keys; the frequencies of one block never reach 65536.
+void minimum_redundancy(ranked_symbol* a, int n) {
+    if (n == 0) {
+        return;
+    }
+    if (n == 1) {
+        a[0].key = 1;
+        return;
+    }
+    // Phase 1: build the tree; internal nodes take the places of the leaves
+    // already consumed and hold their weight, then the index of their parent.
+    a[0].key = static_cast<std::uint16_t>(a[0].key + a[1].key);
+    int root = 0;
+    int leaf = 2;
+    for (int next = 1; next < n - 1; ++next) {
+        if (leaf >= n || a[root].key < a[leaf].key) {
+            a[next].key = a[root].key;
+            a[root++].key = static_cast<std::uint16_t>(next);
+        } else {
+            a[next].key = a[leaf++].key;
+        }
+        if (leaf >= n || (root < next && a[root].key < a[leaf].key)) {
+            a[next].key = static_cast<std::uint16_t>(a[next].key + a[root].key);
+            a[root++].key = static_cast<std::uint16_t>(next);
+        } else {
+            a[next].key = static_cast<std::uint16_t>(a[next].key + a[leaf++].key);
+        }
+    }
+    // Phase 2: depths of the internal nodes.
+    a[n - 2].key = 0;
+    for (int next = n - 3; next >= 0; --next) {
+        a[next].key = static_cast<std::uint16_t>(a[a[next].key].key + 1);
+    }
+    // Phase 3: depths of the leaves.
+    int available = 1;
+    int used = 0;
+    int depth = 0;
+    root = n - 2;
+    int next = n - 1;
+    while (available > 0) {
+        while (root >= 0 && a[root].key == depth) {
+            ++used;
+            --root;
+        }
+        while (available > used) {
+            a[next--].key = static_cast<std::uint16_t>(depth);
+            --available;
+        }
+        available = 2 * used;
+        ++depth;
+        used = 0;
+    }
+}
+
+// Moves codes longer than max_bits to max_bits, then repairs the Kraft sum by
+// lengthening the longest codes that are shorter than the limit.
+void limit_lengths(std::array<int, max_supported_bits + 1>& per_length, int symbols, int max_bits) {
+    if (symbols <= 1) {
+        return;
+    }
+    for (int i = max_bits + 1; i <= max_supported_bits; ++i) {
+        per_length[max_bits] += per_length[i];
+    }
+    std::uint32_t total = 0;
+    for (int i = max_bits; i > 0; --i) {
+        total += static_cast<std::uint32_t>(per_length[i]) << (max_bits - i);
+    }
+    while (total != (1u << max_bits)) {
+        --per_length[max_bits];
+        for (int i = max_bits - 1; i > 0; --i) {
+            if (per_length[i] != 0) {
+                --per_length[i];
+                per_length[i + 1] += 2;
+                break;
+            }
+        }
+        --total;
+    }
+}
+
+}  // namespace
+
+void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bits,
+                        std::uint8_t* lengths) {
+    std::array<ranked_symbol, 288> symbols;
+    std::array<ranked_symbol, 288> scratch;
+    int used = 0;
+    for (int i = 0; i < count; ++i) {
+        if (frequencies[i] != 0) {
+            symbols[used++] = {frequencies[i], static_cast<std::uint16_t>(i)};
+        }
+    }
+    ranked_symbol* sorted = sort_by_frequency(used, symbols.data(), scratch.data());
+    minimum_redundancy(sorted, used);
+
+    std::array<int, max_supported_bits + 1> per_length{};
+    for (int i = 0; i < used; ++i) {
+        ++per_length[sorted[i].key];
+    }
+    limit_lengths(per_length, used, max_bits);
+
+    std::fill(lengths, lengths + count, std::uint8_t{0});
+    // The most frequent symbols sit at the end of the sorted list and take
+    // the shortest lengths.
+    int j = used;
+    for (int length = 1; length <= max_bits; ++length) {
+        for (int k = per_length[length]; k > 0; --k) {
+            lengths[sorted[--j].symbol] = static_cast<std::uint8_t>(length);
+        }
+    }
+}
+
+void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes) {
+    std::array<int, max_supported_bits + 1> per_length{};
+    for (int i = 0; i < count; ++i) {
+        ++per_length[lengths[i]];
+    }
+    std::array<std::uint32_t, max_supported_bits + 1> next_code{};
+    std::uint32_t code = 0;
+    for (int length = 2; length <= max_supported_bits; ++length) {
+        code = (code + per_length[length - 1]) << 1;
+        next_code[length] = code;
+    }
+    for (int i = 0; i < count; ++i) {
+        const int length = lengths[i];
+        if (length == 0) {
+            codes[i] = 0;
+            continue;
+        }
+        std::uint32_t c = next_code[length]++;
+        std::uint32_t reversed = 0;
+        for (int l = 0; l < length; ++l, c >>= 1) {
+            reversed = (reversed << 1) | (c & 1);
+        }
+        codes[i] = static_cast<std::uint16_t>(reversed);
+    }
+}
+
+}  // namespace vorn::deflate

@@ -1,0 +1,190 @@
+// The sliding window of the deflate encoder: 32 KiB of history, the bytes
+// ahead of the coding position (the lookahead, at most 258), and hash chains
+// over every position by its next three bytes.
+//
+// The layout is part of the output: chain links are 16-bit positions, a link
+// of 0 ends a chain (so positions that are multiples of 65536 are never found
+// again), and the first 257 bytes are mirrored behind the window so that a
+// match can be compared across its end without wrapping. The matches found,
+// and thereby the compressed bytes, depend on every one of these details.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "zel/archive/deflate/deflate_tables.hpp"
+
+namespace vorn::deflate {
+
+class lz_window {
+  public:
+    static constexpr std::uint32_t size = 32768;
+    static constexpr std::uint32_t mask = size - 1;
+
+    struct match {
+        std::uint32_t distance = 0;  // 0: no match
+        std::uint32_t length = min_match - 1;
+    };
+
+    lz_window() : bytes_{}, chain_heads_{} {}
+
+    // Moves up to (max_match - lookahead) bytes from src into the lookahead
+    // and indexes the positions whose three bytes are now known. Returns the
+    // number of bytes taken.
+    std::size_t fill(const std::uint8_t* src, std::size_t available);
+
+    // The longest match of at least three bytes for the coding position,
+    // within the history, searching at most a fixed number of rounds of three
+    // chain links.
+    match find_match() const;
+
+    // Moves the coding position forward by n bytes of the lookahead.
+    void advance(std::uint32_t n) {
+        position_ += n;
+        lookahead_ -= n;
+        history_ = std::min(history_ + n, size);
+    }
+
+    std::uint8_t byte_at(std::uint32_t position) const { return bytes_[position & mask]; }
+    std::uint32_t position() const { return position_; }
+    std::uint32_t lookahead() const { return lookahead_; }
+    std::uint32_t history() const { return history_; }
+
+  private:
+    // Rounds of the chain search, three links a round: the setting for 128
+    // probes. The count is spent before the first round, so 43 are made.
+    static constexpr std::uint32_t search_rounds = 44;
+    static constexpr std::uint32_t hash_bits = 15;
+    static constexpr std::uint32_t hash_shift = 5;
+    static constexpr std::uint32_t hash_mask = (1u << hash_bits) - 1;
+    static constexpr std::uint32_t mirror = max_match - 1;
+    static constexpr std::uint32_t compare_slack = 16;
+
+    void put(std::uint32_t at, std::uint8_t c) {
+        bytes_[at] = c;
+        if (at < mirror) {
+            bytes_[size + at] = c;
+        }
+    }
+    void link(std::uint32_t at, std::uint32_t hash) {
+        chain_links_[at & mask] = chain_heads_[hash];
+        chain_heads_[hash] = static_cast<std::uint16_t>(at);
+    }
+    // Number of equal bytes at a and b, at most limit.
+    static std::uint32_t common_length(const std::uint8_t* a, const std::uint8_t* b,
+                                       std::uint32_t limit);
+
+    std::array<std::uint8_t, size + mirror + compare_slack> bytes_;
+    std::array<std::uint16_t, 1u << hash_bits> chain_heads_;
+    std::array<std::uint16_t, size> chain_links_;
+    std::uint32_t position_ = 0;   // the coding position, counted from the start
+    std::uint32_t lookahead_ = 0;  // bytes at and behind position_ that are known
+    std::uint32_t history_ = 0;    // bytes before position_ that may be referred to
+};
+
+inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t available) {
+    std::size_t taken = 0;
+    if (lookahead_ + history_ >= min_match - 1) {
+        std::uint32_t at = (position_ + lookahead_) & mask;
+        std::uint32_t insert = position_ + lookahead_ - 2;
+        std::uint32_t hash = (bytes_[insert & mask] << hash_shift) ^ bytes_[(insert + 1) & mask];
+        taken = std::min<std::size_t>(available, max_match - lookahead_);
+        lookahead_ += static_cast<std::uint32_t>(taken);
+        for (std::size_t i = 0; i < taken; ++i) {
+            const std::uint8_t c = src[i];
+            put(at, c);
+            hash = ((hash << hash_shift) ^ c) & hash_mask;
+            link(insert, hash);
+            at = (at + 1) & mask;
+            ++insert;
+        }
+    } else {
+        // The first bytes of the stream: nothing to index before the third.
+        while (taken < available && lookahead_ < max_match) {
+            const std::uint8_t c = src[taken++];
+            put((position_ + lookahead_) & mask, c);
+            if (++lookahead_ + history_ >= min_match) {
+                const std::uint32_t insert = position_ + lookahead_ - 1 - 2;
+                const std::uint32_t hash = ((bytes_[insert & mask] << (hash_shift * 2)) ^
+                                            (bytes_[(insert + 1) & mask] << hash_shift) ^ c) &
+                                           hash_mask;
+                link(insert, hash);
+            }
+        }
+    }
+    history_ = std::min(size - lookahead_, history_);
+    return taken;
+}
+
+inline std::uint32_t lz_window::common_length(const std::uint8_t* a, const std::uint8_t* b,
+                                              std::uint32_t limit) {
+    std::uint32_t n = 0;
+    while (n < limit) {
+        std::uint64_t x;
+        std::uint64_t y;
+        std::memcpy(&x, a + n, 8);
+        std::memcpy(&y, b + n, 8);
+        if (x != y) {
+            n += static_cast<std::uint32_t>(std::countr_zero(x ^ y)) / 8;
+            break;
+        }
+        n += 8;
+    }
+    return std::min(n, limit);
+}
+
+inline lz_window::match lz_window::find_match() const {
+    match best;
+    const std::uint32_t max_length = lookahead_;
+    if (max_length <= best.length) {
+        return best;
+    }
+    const std::uint32_t pos = position_ & mask;
+    std::uint32_t probe = pos;
+    std::uint32_t length = best.length;
+    std::uint32_t rounds = search_rounds;
+    std::uint8_t last0 = bytes_[pos + length];
+    std::uint8_t last1 = bytes_[pos + length - 1];
+    for (;;) {
+        std::uint32_t distance = 0;
+        bool candidate = false;
+        while (!candidate) {
+            if (--rounds == 0) {
+                return best;
+            }
+            for (int step = 0; step < 3; ++step) {
+                const std::uint32_t next = chain_links_[probe];
+                if (next == 0) {
+                    return best;
+                }
+                distance = static_cast<std::uint16_t>(position_ - next);
+                if (distance > history_) {
+                    return best;
+                }
+                probe = next & mask;
+                if (bytes_[probe + length] == last0 && bytes_[probe + length - 1] == last1) {
+                    candidate = true;
+                    break;
+                }
+            }
+        }
+        if (distance == 0) {
+            return best;
+        }
+        const std::uint32_t found = common_length(&bytes_[pos], &bytes_[probe], max_length);
+        if (found > length) {
+            best = {distance, found};
+            length = found;
+            if (length == max_length) {
+                return best;
+            }
+            last0 = bytes_[pos + length];
+            last1 = bytes_[pos + length - 1];
+        }
+    }
+}
+
+}  // namespace vorn::deflate

@@ -1,0 +1,101 @@
+#include "zel/archive/zlib_stream.hpp"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "zel/archive/deflate/deflate_encoder.hpp"
+#include "zel/foundation/exception.hpp"
+
+namespace vorn {
+
+namespace {
+
+// Output space per inner pass, and the most input handed over at once (the
+// stream's counters are 32-bit).
+constexpr std::size_t output_chunk = 4096;
+constexpr std::uint64_t input_chunk = 0xFFFFFFFFu;
+
+// The texts are fixed: the decoder's own messages are not passed on, so a
+// damaged stream reads the same whichever decoder saw it.
+constexpr const char* deflate_init_failed = "could not initialize the stream for deflate";
+constexpr const char* inflate_init_failed = "could not initialize the stream for inflate";
+constexpr const char* deflate_failed = "unknown zlib stream error during deflate";
+constexpr const char* deflate_incomplete = "stream is not complete at the end of deflate";
+constexpr const char* inflate_failed = "unknown zlib stream error during inflate";
+
+struct inflate_guard {
+    z_stream* stream;
+    ~inflate_guard() { inflateEnd(stream); }
+};
+
+}  // namespace
+
+void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
+    std::unique_ptr<deflate::deflate_encoder> encoder;
+    try {
+        encoder = std::make_unique<deflate::deflate_encoder>();
+    } catch (const std::bad_alloc&) {
+        throw zlib_runtime_exception(deflate_init_failed);
+    }
+    const auto* cursor = reinterpret_cast<const std::uint8_t*>(data);
+    const auto* const end = cursor + size;
+    deflate::stream_status status;
+    do {
+        std::size_t in_size = static_cast<std::size_t>(
+            std::min<std::uint64_t>(static_cast<std::uint64_t>(end - cursor), input_chunk));
+        const std::uint8_t* in = cursor;
+        cursor += in_size;
+        const bool finish = cursor == end;
+        std::size_t out_left;
+        do {
+            std::uint8_t buffer[output_chunk];
+            std::uint8_t* out = buffer;
+            out_left = output_chunk;
+            status = encoder->deflate(in, in_size, out, out_left, finish);
+            if (status == deflate::stream_status::stream_error) {
+                throw zlib_runtime_exception(deflate_failed);
+            }
+            sink(reinterpret_cast<const char*>(buffer), output_chunk - out_left);
+        } while (out_left == 0);
+    } while (cursor != end);
+    if (status != deflate::stream_status::stream_end) {
+        throw zlib_runtime_exception(deflate_incomplete);
+    }
+}
+
+void zlib_inflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
+    z_stream stream{};
+    if (inflateInit2(&stream, 15) != Z_OK) {
+        throw zlib_runtime_exception(inflate_init_failed);
+    }
+    const inflate_guard guard{&stream};
+    const auto* cursor = reinterpret_cast<const Bytef*>(data);
+    const auto* const end = cursor + size;
+    int status = Z_OK;
+    do {
+        const auto chunk = static_cast<uInt>(
+            std::min<std::uint64_t>(static_cast<std::uint64_t>(end - cursor), input_chunk));
+        if (chunk == 0) {
+            break;
+        }
+        stream.next_in = const_cast<Bytef*>(cursor);
+        stream.avail_in = chunk;
+        cursor += chunk;
+        do {
+            Bytef buffer[output_chunk];
+            stream.next_out = buffer;
+            stream.avail_out = output_chunk;
+            status = inflate(&stream, Z_NO_FLUSH);
+            if (status == Z_STREAM_ERROR || status == Z_DATA_ERROR || status == Z_MEM_ERROR ||
+                status == Z_NEED_DICT) {
+                throw zlib_runtime_exception(inflate_failed);
+            }
+            sink(reinterpret_cast<const char*>(buffer), output_chunk - stream.avail_out);
+        } while (stream.avail_out == 0);
+    } while (status != Z_STREAM_END);
+}
+
+}  // namespace vorn

@@ -1,0 +1,29 @@
+// The two compression streams of the archive.
+//
+// zlib_deflate turns a byte range into one complete zlib stream and
+// zlib_inflate turns a zlib stream back into bytes. Both hand their output to
+// a sink chunk by chunk, so the caller decides where the bytes go and no size
+// has to be known in advance. A chunk is valid only during the call, and a
+// sink may be called with length 0.
+//
+// The bytes zlib_deflate writes are part of the file format: a compressed
+// entry is identified by the hash of its stream, so the encoder is fixed to
+// the byte. zlib_inflate accepts any valid zlib stream; running out of input
+// is not an error (a stream cut short gives its front part), a damaged
+// stream is.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+namespace vorn {
+
+using zlib_sink = std::function<void(const char*, std::size_t)>;
+
+// Throws zlib_runtime_exception, or whatever the sink throws; an empty sink
+// throws std::bad_function_call at the first chunk.
+void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size);
+void zlib_inflate(const zlib_sink& sink, const char* data, std::uint64_t size);
+
+}  // namespace vorn
