@@ -80,5 +80,92 @@ TEST(ZlibStreamTest, DeflateReproducesEveryReferenceStream) {
     }
 }
 
+std::string random_bytes(std::size_t size, std::uint32_t seed) {
+    std::string out(size, '\0');
+    for (char& c : out) {
+        seed = seed * 1103515245u + 12345u;
+        c = static_cast<char>(seed >> 23);
+    }
+    return out;
+}
+
+std::vector<std::size_t> deflate_chunk_sizes(const std::string& input) {
+    std::vector<std::size_t> sizes;
+    zlib_deflate([&](const char*, std::size_t n) { sizes.push_back(n); }, input.data(),
+                 input.size());
+    return sizes;
+}
+
+TEST(ZlibStreamTest, EmptyInputGivesTheStreamOfAnEmptyPayload) {
+    const std::string stream = deflate_text("");
+    EXPECT_EQ(stream, std::string("\x78\x01\x03\x00\x00\x00\x00\x01", 8));
+    std::vector<std::size_t> calls;
+    zlib_inflate([&](const char*, std::size_t n) { calls.push_back(n); }, stream.data(),
+                 stream.size());
+    for (std::size_t n : calls) {
+        EXPECT_EQ(n, 0u);
+    }
+}
+
+TEST(ZlibStreamTest, InflateOfAnEmptyRangeCallsNothing) {
+    int calls = 0;
+    zlib_inflate([&](const char*, std::size_t) { ++calls; }, nullptr, 0);
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(ZlibStreamTest, OutputOfAWholeNumberOfChunksEndsWithAnEmptyCall) {
+    // Incompressible bytes go into one stored block: 11 bytes of framing.
+    const std::string input = random_bytes(8192 - 11, 7);
+    EXPECT_EQ(deflate_chunk_sizes(input), (std::vector<std::size_t>{4096, 4096, 0}));
+    EXPECT_EQ(inflate_text(deflate_text(input)), input);
+}
+
+TEST(ZlibStreamTest, DamagedStreamsRaiseAndCutStreamsEndQuietly) {
+    const std::string input = read_file(vectors / "inputs" / "code-35k.txt");
+    const std::string stream = deflate_text(input);
+
+    std::string wrong_check = stream;
+    wrong_check.back() ^= 0x01;
+    std::string garbage = stream;
+    for (std::size_t i = 100; i < 140; ++i) {
+        garbage[i] = static_cast<char>(0xFF);
+    }
+    std::string wrong_header = stream;
+    wrong_header[0] = 0x79;
+    for (const std::string* damaged : {&wrong_check, &garbage, &wrong_header}) {
+        try {
+            inflate_text(*damaged);
+            ADD_FAILURE() << "a damaged stream was accepted";
+        } catch (const zlib_runtime_exception& e) {
+            EXPECT_STREQ(e.what(), "unknown zlib stream error during inflate");
+        }
+    }
+
+    const std::string front = inflate_text(stream.substr(0, stream.size() / 2));
+    EXPECT_GT(front.size(), 0u);
+    EXPECT_LT(front.size(), input.size());
+    EXPECT_EQ(front, input.substr(0, front.size()));
+
+    // Bytes behind the end of the stream are not looked at.
+    EXPECT_EQ(inflate_text(stream + "trailing bytes"), input);
+}
+
+TEST(ZlibStreamTest, SinkFailuresPassThrough) {
+    const std::string input = random_bytes(10000, 3);
+    const zlib_sink empty;
+    EXPECT_THROW(zlib_deflate(empty, input.data(), input.size()), std::bad_function_call);
+    const std::string stream = deflate_text(input);
+    EXPECT_THROW(zlib_inflate(empty, stream.data(), stream.size()), std::bad_function_call);
+
+    struct sink_failure {};
+    const zlib_sink refusing = [](const char*, std::size_t) { throw sink_failure{}; };
+    EXPECT_THROW(zlib_deflate(refusing, input.data(), input.size()), sink_failure);
+    EXPECT_THROW(zlib_inflate(refusing, stream.data(), stream.size()), sink_failure);
+
+    // Nothing is left behind: the next streams are whole again.
+    EXPECT_EQ(deflate_text(input), stream);
+    EXPECT_EQ(inflate_text(stream), input);
+}
+
 }  // namespace
 }  // namespace vorn

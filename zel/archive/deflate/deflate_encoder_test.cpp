@@ -1,0 +1,126 @@
+#include "zel/archive/deflate/deflate_encoder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
+
+#include "zel/archive/deflate/huffman_code.hpp"
+#include "zel/archive/zlib_stream.hpp"
+
+namespace vorn::deflate {
+namespace {
+
+std::string sample_input() {
+    // Text, runs and noise, so that the stream has coded, fixed and stored
+    // blocks and matches at every distance.
+    std::string input;
+    std::uint32_t seed = 1;
+    for (int i = 0; i < 3000; ++i) {
+        input +=
+            "block " + std::to_string(i % 97) + " param value=" + std::to_string(i * 31) + "\n";
+    }
+    input.append(70000, 'r');
+    for (int i = 0; i < 50000; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        input.push_back(static_cast<char>(seed >> 24));
+    }
+    input += input.substr(1000, 40000);
+    return input;
+}
+
+std::string reference_stream(const std::string& input) {
+    std::string out;
+    zlib_deflate([&](const char* p, std::size_t n) { out.append(p, n); }, input.data(),
+                 input.size());
+    return out;
+}
+
+// The stream must not depend on how input arrives or on the output space.
+TEST(DeflateEncoderTest, StreamIsIndependentOfInputSplitAndOutputSpace) {
+    const std::string input = sample_input();
+    const std::string expected = reference_stream(input);
+    struct split {
+        std::size_t in_piece;
+        std::size_t out_space;
+    };
+    for (const split s : {split{1, 1}, split{7, 3}, split{257, 4096}, split{4096, 100000},
+                          split{65536, 13}, split{input.size(), 1}}) {
+        SCOPED_TRACE(std::to_string(s.in_piece) + "/" + std::to_string(s.out_space));
+        deflate_encoder encoder;
+        std::string out;
+        std::vector<std::uint8_t> space(s.out_space);
+        const auto* next = reinterpret_cast<const std::uint8_t*>(input.data());
+        const auto* const end = next + input.size();
+        stream_status status = stream_status::ok;
+        while (status != stream_status::stream_end) {
+            std::size_t in_size = std::min<std::size_t>(s.in_piece, end - next);
+            const bool finish = next + in_size == end;
+            std::uint8_t* out_next = space.data();
+            std::size_t out_size = space.size();
+            status = encoder.deflate(next, in_size, out_next, out_size, finish);
+            ASSERT_NE(status, stream_status::stream_error);
+            out.append(reinterpret_cast<const char*>(space.data()), space.size() - out_size);
+        }
+        EXPECT_EQ(out, expected);
+    }
+}
+
+TEST(DeflateEncoderTest, CallsAfterFinishingMustFinish) {
+    deflate_encoder encoder;
+    const std::uint8_t data[3] = {1, 2, 3};
+    const std::uint8_t* in = data;
+    std::size_t in_size = 3;
+    std::uint8_t space[64];
+    std::uint8_t* out = space;
+    std::size_t out_size = sizeof space;
+    EXPECT_EQ(encoder.deflate(in, in_size, out, out_size, true), stream_status::stream_end);
+    out = space;
+    out_size = sizeof space;
+    EXPECT_EQ(encoder.deflate(in, in_size, out, out_size, true), stream_status::stream_end);
+    EXPECT_EQ(out_size, sizeof space);
+    EXPECT_EQ(encoder.deflate(in, in_size, out, out_size, false), stream_status::buffer_error);
+    out_size = 0;
+    EXPECT_EQ(encoder.deflate(in, in_size, out, out_size, true), stream_status::buffer_error);
+}
+
+// Frequencies that grow like the Fibonacci numbers make the unlimited code
+// deeper than the format allows.
+TEST(HuffmanCodeTest, LengthsStayWithinTheLimitAndFormACompleteCode) {
+    std::array<std::uint16_t, 30> frequencies{};
+    std::uint32_t a = 1, b = 1;
+    for (auto& f : frequencies) {
+        f = static_cast<std::uint16_t>(std::min<std::uint32_t>(a, 60000));
+        const std::uint32_t c = a + b;
+        a = b;
+        b = std::min<std::uint32_t>(c, 60000);
+    }
+    for (const int limit : {7, 15}) {
+        std::array<std::uint8_t, 30> lengths{};
+        build_code_lengths(frequencies.data(), 30, limit, lengths.data());
+        std::uint64_t kraft = 0;
+        for (const std::uint8_t l : lengths) {
+            ASSERT_GE(l, 1);
+            ASSERT_LE(l, limit);
+            kraft += std::uint64_t{1} << (limit - l);
+        }
+        EXPECT_EQ(kraft, std::uint64_t{1} << limit);
+    }
+}
+
+TEST(HuffmanCodeTest, SingleAndAbsentSymbols) {
+    const std::uint16_t one[4] = {0, 0, 5, 0};
+    std::uint8_t lengths[4];
+    build_code_lengths(one, 4, 15, lengths);
+    EXPECT_EQ(std::vector<int>(lengths, lengths + 4), (std::vector<int>{0, 0, 1, 0}));
+
+    // Equal frequencies: the higher symbol takes the shorter code.
+    const std::uint16_t three[3] = {4, 4, 4};
+    build_code_lengths(three, 3, 15, lengths);
+    EXPECT_EQ(std::vector<int>(lengths, lengths + 3), (std::vector<int>{2, 2, 1}));
+}
+
+}  // namespace
+}  // namespace vorn::deflate
