@@ -11,7 +11,7 @@ PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-d
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
-.PHONY: all deps configure build test run clean
+.PHONY: all deps configure build test bench clean
 
 all: build
 
@@ -34,5 +34,12 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Benchmarks run from their own Release build; BENCH picks one program.
+BENCH ?= compression_bench
+bench: deps
+	cmake -S . -B $(BUILD)-bench -DCMAKE_BUILD_TYPE=Release -DZEL_BUILD_BENCH=ON -DZEL_BUILD_TESTS=OFF $(CMAKE_ARGS)
+	cmake --build $(BUILD)-bench -j $(JOBS) --target $(BENCH)
+	./$(BUILD)-bench/bench/$(BENCH) $(BENCH_ARGS)
+
 clean:
-	rm -rf $(BUILD)
+	rm -rf $(BUILD) $(BUILD)-bench

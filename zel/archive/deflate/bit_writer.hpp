@@ -43,6 +43,14 @@ class bit_writer {
         }
     }
 
+    // Appends whole bytes; the writer must be at a byte boundary.
+    void put_bytes(const std::uint8_t* bytes, std::size_t count) {
+        const std::size_t room = next_ < end_ ? static_cast<std::size_t>(end_ - next_) : 0;
+        const std::size_t n = count < room ? count : room;
+        std::memcpy(next_, bytes, n);
+        next_ += n;
+    }
+
     // Pads with zero bits up to the next byte boundary.
     void align() {
         if (pending_ != 0) {

@@ -139,8 +139,12 @@ void deflate_encoder::state::write_stored_block() {
     bits.align();
     bits.put(total & 0xFFFF, 16);
     bits.put(~total & 0xFFFF, 16);
-    for (std::uint32_t i = 0; i < total; ++i) {
-        bits.put(window.byte_at(block_start + i), 8);
+    // The block's bytes are still in the window, in at most two runs.
+    for (std::uint32_t done = 0; done < total;) {
+        std::uint32_t count = total - done;
+        const std::uint8_t* run = window.run_at(block_start + done, count);
+        bits.put_bytes(run, count);
+        done += count;
     }
 }
 

@@ -49,6 +49,12 @@ class lz_window {
     }
 
     std::uint8_t byte_at(std::uint32_t position) const { return bytes_[position & mask]; }
+    // The bytes from position up to the end of the window, at most count.
+    const std::uint8_t* run_at(std::uint32_t position, std::uint32_t& count) const {
+        const std::uint32_t at = position & mask;
+        count = std::min(count, size - at);
+        return &bytes_[at];
+    }
     std::uint32_t position() const { return position_; }
     std::uint32_t lookahead() const { return lookahead_; }
     std::uint32_t history() const { return history_; }
@@ -72,6 +78,11 @@ class lz_window {
     void link(std::uint32_t at, std::uint32_t hash) {
         chain_links_[at & mask] = chain_heads_[hash];
         chain_heads_[hash] = static_cast<std::uint16_t>(at);
+    }
+    static std::uint16_t load16(const std::uint8_t* p) {
+        std::uint16_t v;
+        std::memcpy(&v, p, 2);
+        return v;
     }
     // Number of equal bytes at a and b, at most limit.
     static std::uint32_t common_length(const std::uint8_t* a, const std::uint8_t* b,
@@ -146,8 +157,8 @@ inline lz_window::match lz_window::find_match() const {
     std::uint32_t probe = pos;
     std::uint32_t length = best.length;
     std::uint32_t rounds = search_rounds;
-    std::uint8_t last0 = bytes_[pos + length];
-    std::uint8_t last1 = bytes_[pos + length - 1];
+    // The two bytes that a longer match must have at the end of the best one.
+    std::uint16_t tail = load16(&bytes_[pos + length - 1]);
     for (;;) {
         std::uint32_t distance = 0;
         bool candidate = false;
@@ -165,7 +176,7 @@ inline lz_window::match lz_window::find_match() const {
                     return best;
                 }
                 probe = next & mask;
-                if (bytes_[probe + length] == last0 && bytes_[probe + length - 1] == last1) {
+                if (load16(&bytes_[probe + length - 1]) == tail) {
                     candidate = true;
                     break;
                 }
@@ -181,8 +192,7 @@ inline lz_window::match lz_window::find_match() const {
             if (length == max_length) {
                 return best;
             }
-            last0 = bytes_[pos + length];
-            last1 = bytes_[pos + length - 1];
+            tail = load16(&bytes_[pos + length - 1]);
         }
     }
 }
