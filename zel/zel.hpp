@@ -1,5 +1,7 @@
 // Everything a user of the library needs, in one include.
 #pragma once
 
+#include "zel/archive/binary_identity.hpp"
 #include "zel/archive/hash.hpp"
+#include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/foundation/exception.hpp"
