@@ -4,4 +4,5 @@
 #include "zel/archive/binary_identity.hpp"
 #include "zel/archive/hash.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
+#include "zel/archive/system/file_mapping.hpp"
 #include "zel/foundation/exception.hpp"
