@@ -5,4 +5,5 @@
 #include "zel/archive/hash.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/archive/system/file_mapping.hpp"
+#include "zel/archive/system/mapped_region.hpp"
 #include "zel/foundation/exception.hpp"
