@@ -6,4 +6,5 @@
 #include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/archive/system/file_mapping.hpp"
 #include "zel/archive/system/mapped_region.hpp"
+#include "zel/archive/system/read_buffer.hpp"
 #include "zel/foundation/exception.hpp"
