@@ -1,5 +1,10 @@
 // Everything a user of the library needs, in one include.
 #pragma once
 
+#include "zel/archive/binary_identity.hpp"
 #include "zel/archive/hash.hpp"
+#include "zel/archive/system/aligned_bytes.hpp"
+#include "zel/archive/system/file_mapping.hpp"
+#include "zel/archive/system/mapped_region.hpp"
+#include "zel/archive/system/read_buffer.hpp"
 #include "zel/foundation/exception.hpp"
