@@ -2,4 +2,7 @@
 #pragma once
 
 #include "zel/archive/hash.hpp"
+#include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/intrusive_string.hpp"
+#include "zel/foundation/text_arena.hpp"
