@@ -6,3 +6,4 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/foundation/text_arena.hpp"
+#include "zel/foundation/value_text.hpp"
