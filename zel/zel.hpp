@@ -4,6 +4,8 @@
 #include "zel/archive/hash.hpp"
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/generic_param.hpp"
+#include "zel/foundation/intrusive_generic_param.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/foundation/text_arena.hpp"
 #include "zel/foundation/value_text.hpp"
