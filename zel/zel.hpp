@@ -8,5 +8,6 @@
 #include "zel/foundation/intrusive_generic_param.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/foundation/text_arena.hpp"
+#include "zel/foundation/text_conversion.hpp"
 #include "zel/foundation/value_parse.hpp"
 #include "zel/foundation/value_text.hpp"
