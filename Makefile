@@ -34,5 +34,8 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+run: build
+	./$(BUILD)/examples/value_texts
+
 clean:
 	rm -rf $(BUILD)
