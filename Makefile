@@ -11,7 +11,7 @@ PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-d
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
-.PHONY: all deps configure build test bench clean
+.PHONY: all deps configure build test run bench clean
 
 all: build
 
@@ -33,6 +33,9 @@ build: configure
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+run: build
+	./$(BUILD)/examples/value_texts
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench

@@ -1,0 +1,58 @@
+// The texts of one scene, each stored once and numbered in order of first
+// interning.
+//
+// Atom numbers are part of the file format: the compact scene document writes
+// them in place of the words, so the order of interning decides the bytes of
+// a package. Numbers start at 0, only grow, and are never reused. The empty
+// text is never an atom. Characters live in a text_arena and never move, so
+// every handle the table hands out stays valid for the life of the table.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <google/dense_hash_map>
+
+#include "zel/foundation/intrusive_string.hpp"
+#include "zel/foundation/text_arena.hpp"
+
+namespace vorn {
+
+class atom_table {
+  public:
+    using const_iterator = std::vector<intrusive_string>::const_iterator;
+
+    atom_table();
+    atom_table(const atom_table&) = delete;
+    atom_table& operator=(const atom_table&) = delete;
+    ~atom_table();
+
+    // The atom of this text, added under the next number if the text is new.
+    // An empty handle is returned as it came.
+    intrusive_string intern(intrusive_string text);
+    // The number of the atom of this text, added if new; -1 for empty text.
+    std::int32_t intern_index(intrusive_string text);
+    // Adds an atom under the next number even if the text is known already;
+    // lookups keep finding the first atom of a text. For reading stored atom
+    // tables, whose numbers must be kept as they are.
+    void append(const char* text, std::uint32_t size);
+
+    // No bounds check: index must be below size().
+    intrusive_string at(std::uint32_t index) const noexcept { return atoms_[index]; }
+    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(atoms_.size()); }
+
+    // The atoms in number order.
+    const_iterator begin() const noexcept { return atoms_.begin(); }
+    const_iterator end() const noexcept { return atoms_.end(); }
+
+    const text_arena& arena() const noexcept { return pool_; }
+
+  private:
+    intrusive_string add(intrusive_string text);
+
+    google::dense_hash_map<intrusive_string, std::uint32_t, hash<intrusive_string>> lookup_;
+    std::vector<intrusive_string> atoms_;
+    text_arena pool_;
+};
+
+}  // namespace vorn
