@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "zel/archive/system/scratch_directory_test.hpp"
+#include "zel/testing/scratch_directory_test.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace vorn::system::mmap {

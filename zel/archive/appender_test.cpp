@@ -1,0 +1,328 @@
+#include "zel/archive/appender.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "zel/archive/archive_image_test.hpp"
+#include "zel/archive/hash.hpp"
+#include "zel/foundation/exception.hpp"
+#include "zel/testing/scratch_directory_test.hpp"
+
+namespace vorn::zela {
+namespace {
+
+using appender = zel_archive_file_appender<parallel::mutex_traits_no_op>;
+using testing::archive_image;
+using testing::numbered_bytes;
+using testing::read_file;
+
+std::string add(appender& a, const std::string& name, const std::string& bytes,
+                bool compress = false, bool allow_dup = false) {
+    return a.add_entry(name, bytes.data(), bytes.size(), compress, allow_dup);
+}
+
+std::string what_of(const std::function<void()>& f) {
+    try {
+        f();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "nothing thrown";
+}
+
+std::string archive_message(const std::string& message) {
+    return zel_archive_exception(message).what();
+}
+
+TEST(AppenderTest, EmptyArchiveIsHeaderAndEmptyIndex) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "empty.zel";
+    { appender a(path, true); }
+
+    const archive_image image(path);
+    const std::string& bytes = image.bytes();
+    const zel_archive_header& h = image.header();
+    EXPECT_EQ(bytes.substr(0, 16), std::string("zel!\0\0\1\0\x30\0\0\0\0\0\0\0", 16));
+    EXPECT_EQ(h.toc_offset, 48u);
+    EXPECT_EQ(bytes.size(), 48 + h.toc_csize);
+    EXPECT_EQ(h.toc_hash, hash_bytes(bytes.data() + 48, h.toc_csize));
+    const std::string text = image.toc_text();
+    EXPECT_EQ(text, "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<zelindex version=\"0 1\"/>\n\n");
+    EXPECT_EQ(h.toc_dsize, text.size() + 1);
+    EXPECT_EQ(image.get_package_id(), (package_id{h.toc_hash, bytes.size()}));
+}
+
+TEST(AppenderTest, TableOfContentsTextOfOneEntry) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "one.zel";
+    const std::string payload(4096, 'x');
+    {
+        appender a(path, true);
+        add(a, "__zel_index__.xml", payload, true);
+        generic_param mm(2.5);
+        mm.set_unit("mm");
+        a.add_entry_param("__zel_index__.xml", "width", mm);
+        generic_param note;
+        note.create("a<b & \"c\"", "string");
+        note.set_tag("t");
+        a.add_entry_param("__zel_index__.xml", "note", note);
+        a.add_entry_param("__zel_index__.xml", "width", generic_param(3));
+    }
+    const archive_image image(path);
+    const auto& e = image.record("__zel_index__.xml");
+    EXPECT_EQ(image.toc_text(),
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+              "<zelindex version=\"0 1\">\n"
+              "\t<zelentry name=\"__zel_index__.xml\">\n"
+              "\t\t<off type=\"integer\">48</off>\n"
+              "\t\t<csize type=\"integer\">" +
+                  std::to_string(e.csize) +
+                  "</csize>\n"
+                  "\t\t<dsize type=\"integer\">4096</dsize>\n"
+                  "\t\t<hash type=\"integer\">" +
+                  std::to_string(e.hash) +
+                  "</hash>\n"
+                  "\t\t<width type=\"double\" unit=\"mm\">2.5</width>\n"
+                  "\t\t<width type=\"integer\">3</width>\n"
+                  "\t\t<note type=\"string\" tag=\"t\">a&lt;b &amp; &quot;c&quot;</note>\n"
+                  "\t</zelentry>\n"
+                  "</zelindex>\n\n");
+    EXPECT_EQ(e.hash, hash_bytes(image.stored("__zel_index__.xml").data(), e.csize));
+    EXPECT_EQ(image.payload("__zel_index__.xml"), payload);
+}
+
+TEST(AppenderTest, EntriesStartAtMultiplesOf16AndGapsStayUnwritten) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "gaps.zel";
+    const std::vector<std::string> payloads = {numbered_bytes(1), numbered_bytes(17), "",
+                                               numbered_bytes(32), numbered_bytes(5)};
+    const std::vector<std::uint64_t> offsets = {48, 64, 96, 96, 128};
+    {
+        appender a(path, true);
+        for (std::size_t i = 0; i < payloads.size(); ++i) {
+            add(a, "e" + std::to_string(i), payloads[i]);
+        }
+    }
+    const archive_image image(path);
+    EXPECT_EQ(image.header().toc_offset, 144u);
+    const std::string& bytes = image.bytes();
+    std::vector<bool> covered(image.header().toc_offset, false);
+    for (std::size_t i = 0; i < payloads.size(); ++i) {
+        const auto& e = image.record("e" + std::to_string(i));
+        EXPECT_EQ(e.off, offsets[i]);
+        EXPECT_EQ(e.dsize, 0u);
+        EXPECT_EQ(image.stored("e" + std::to_string(i)), payloads[i]);
+        for (std::uint64_t b = e.off; b < e.off + e.csize; ++b) {
+            covered[b] = true;
+        }
+    }
+    for (std::size_t b = 48; b < covered.size(); ++b) {
+        if (!covered[b]) {
+            EXPECT_EQ(bytes[b], '\0') << "gap byte " << b;
+        }
+    }
+}
+
+TEST(AppenderTest, ZeroBytePayloads) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "zero.zel";
+    {
+        appender a(path, true);
+        add(a, "stored", "");
+        add(a, "compressed", "", true);
+    }
+    const archive_image image(path);
+    const auto& stored = image.record("stored");
+    EXPECT_EQ(stored.csize, 0u);
+    EXPECT_EQ(stored.dsize, 0u);
+    EXPECT_EQ(stored.hash, 0xDEADBF10DEADBF10ull);
+    // A compressed empty payload has dsize 0 and so reads as stored: the
+    // stream itself.
+    const auto& compressed = image.record("compressed");
+    EXPECT_EQ(compressed.off, stored.off);
+    EXPECT_EQ(compressed.dsize, 0u);
+    EXPECT_EQ(image.stored("compressed"), std::string("\x78\x01\x03\x00\x00\x00\x00\x01", 8));
+}
+
+// Every case of bytes known or not, name known or not, and allowDup.
+TEST(AppenderTest, OutcomesOfAddingBytes) {
+    const std::string known_bytes = "known bytes";
+    const std::string fresh_bytes = "fresh bytes";
+    struct row {
+        const char* what;
+        std::string name;
+        std::string bytes;
+        bool allow_dup;
+        std::string returned;  // empty: raises "entry already exists"
+        std::vector<std::string> entries;
+    };
+    const row rows[] = {
+        {"new bytes, new name", "b", fresh_bytes, false, "b", {"a", "b"}},
+        {"new bytes, name taken", "a", fresh_bytes, false, "", {"a"}},
+        {"known bytes, new name", "b", known_bytes, false, "a", {"a"}},
+        {"known bytes, other name taken", "c", known_bytes, false, "a", {"a", "c"}},
+        {"known bytes, new name, dup allowed", "b", known_bytes, true, "b", {"a", "b"}},
+        {"known bytes, name taken, dup allowed", "a", known_bytes, true, "", {"a"}},
+    };
+    for (const row& r : rows) {
+        SCOPED_TRACE(r.what);
+        const testing::scratch_directory dir;
+        const auto path = dir.path() / "outcomes.zel";
+        {
+            appender a(path, true);
+            add(a, "a", known_bytes);
+            if (std::string(r.what) == "known bytes, other name taken") {
+                add(a, "c", "other");
+            }
+            if (r.returned.empty()) {
+                EXPECT_EQ(what_of([&] { add(a, r.name, r.bytes, false, r.allow_dup); }),
+                          archive_message("Can't add entry with name \"" + r.name +
+                                          "\": entry already exists"));
+                // The bytes offered with the refused name are unknown now,
+                // also when an earlier entry brought them.
+                EXPECT_EQ(add(a, "later", r.bytes), "later");
+            } else {
+                EXPECT_EQ(add(a, r.name, r.bytes, false, r.allow_dup), r.returned);
+                // The first name keeps the known bytes.
+                EXPECT_EQ(add(a, "probe", known_bytes), "a");
+            }
+        }
+        const archive_image image(path);
+        for (const std::string& name : r.entries) {
+            EXPECT_NE(image.get_entry_key(name), binary_identity{}) << name;
+        }
+    }
+}
+
+TEST(AppenderTest, CompressionDecidesWhetherBytesAreShared) {
+    const testing::scratch_directory dir;
+    const std::string bytes(1000, 'q');
+    appender a(dir.path() / "shared.zel", true);
+    EXPECT_EQ(add(a, "one", bytes, true), "one");
+    EXPECT_EQ(add(a, "two", bytes, true), "one");
+    EXPECT_EQ(add(a, "three", bytes, false), "three");
+    EXPECT_EQ(a.get_entry_key("two"), binary_identity{});
+    EXPECT_NE(a.get_entry_key("one"), a.get_entry_key("three"));
+    EXPECT_EQ(what_of([&] { add(a, "", bytes); }),
+              archive_message("Can't add an entry with an empty name"));
+}
+
+TEST(AppenderTest, FilesAreAddedWhole) {
+    const testing::scratch_directory dir;
+    const std::string content = numbered_bytes(70000);
+    const auto source = dir.write("source.bin", content);
+    const auto path = dir.path() / "files.zel";
+    {
+        appender a(path, true);
+        EXPECT_EQ(a.add_file_entry("binaries/source.bin", source, true, false),
+                  "binaries/source.bin");
+        const auto missing = dir.path() / "missing.bin";
+        EXPECT_EQ(what_of([&] { a.add_file_entry("m", missing, true, false); }),
+                  archive_message(missing.string() + " does not exist for archive open"));
+        EXPECT_EQ(what_of([&] { a.add_entry_param("m", "p", generic_param(1)); }),
+                  archive_message("Can't find entry with name \"m"));
+    }
+    const archive_image image(path);
+    EXPECT_EQ(image.payload("binaries/source.bin"), content);
+}
+
+TEST(AppenderTest, ReopenedArchiveKeepsItsEntriesAndRepeatsTheirFields) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "reopen.zel";
+    const std::string odd_name = "a\"b<&'c";
+    {
+        appender a(path, true);
+        add(a, "first", "first bytes");
+        add(a, odd_name, "odd bytes", true);
+    }
+    const archive_image before(path);
+    {
+        appender a(path, false);
+        EXPECT_EQ(a.get_entry_key("first"), before.get_entry_key("first"));
+        // Known bytes are still known after reopening.
+        EXPECT_EQ(add(a, "again", "first bytes"), "first");
+    }
+    const archive_image after(path);
+    EXPECT_EQ(after.header().toc_offset, before.header().toc_offset);
+    EXPECT_EQ(after.payload(odd_name), "odd bytes");
+    const std::string text = after.toc_text();
+    const auto& first = after.record("first");
+    const std::string fields = "\t\t<off type=\"integer\">" + std::to_string(first.off) +
+                               "</off>\n\t\t<csize type=\"integer\">11</csize>\n";
+    EXPECT_NE(
+        text.find(fields + "\t\t<dsize type=\"integer\">0</dsize>\n\t\t<hash type=\"integer\">" +
+                  std::to_string(first.hash) + "</hash>\n" + fields),
+        std::string::npos)
+        << text;
+    EXPECT_NE(text.find("name='a\"b&lt;&amp;&apos;c'"), std::string::npos) << text;
+
+    // Extending it: the new entry overwrites the old table of contents.
+    {
+        appender a(path, false);
+        add(a, "second", numbered_bytes(300));
+    }
+    const archive_image extended(path);
+    EXPECT_EQ(extended.record("second").off, before.header().toc_offset);
+    EXPECT_EQ(extended.payload("first"), "first bytes");
+    EXPECT_EQ(extended.payload("second"), numbered_bytes(300));
+}
+
+TEST(AppenderTest, TruncateDecidesBetweenNewAndExisting) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "t.zel";
+    {
+        appender a(path, false);  // no such file: created as new
+        add(a, "x", "x bytes");
+    }
+    { appender a(path, true); }
+    EXPECT_EQ(archive_image(path).get_entry_key("x"), binary_identity{});
+
+    const auto not_there = dir.path() / "no" / "such" / "dir.zel";
+    EXPECT_EQ(what_of([&] { appender a(not_there, true); }),
+              archive_message("unable to open file for write: " + not_there.string()));
+}
+
+TEST(AppenderTest, ListAndKeys) {
+    const testing::scratch_directory dir;
+    appender a(dir.path() / "list.zel", true);
+    add(a, "one", "1");
+    add(a, "two", "22");
+    std::vector<std::string> names = {"stale"};
+    a.list_entries(names);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"one", "two"}));
+    EXPECT_EQ(a.get_entry_key("two"), (binary_identity{hash_bytes("22", 2), 2}));
+    EXPECT_EQ(a.get_entry_key("three"), binary_identity{});
+}
+
+// A write that fails leaves the stream failed: the close writes neither the
+// table of contents nor the header, and the file is refused.
+TEST(AppenderTest, FailedWriteLeavesAFileThatIsRefused) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "full.zel";
+    const auto write_beyond_the_limit = [&path] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{};
+        limit.rlim_cur = limit.rlim_max = 20000;
+        setrlimit(RLIMIT_FSIZE, &limit);
+        {
+            appender a(path, true);
+            add(a, "big", numbered_bytes(100000));
+            add(a, "small", "small");
+        }
+        std::exit(0);
+    };
+    EXPECT_EXIT(write_beyond_the_limit(), ::testing::ExitedWithCode(0), "");
+    const std::string bytes = read_file(path);
+    ASSERT_GE(bytes.size(), 48u);
+    EXPECT_EQ(bytes.substr(0, 48), std::string(48, '\0'));
+    EXPECT_EQ(what_of([&] { appender a(path, false); }),
+              archive_message("magic value incompatible... not a zel archive"));
+}
+
+}  // namespace
+}  // namespace vorn::zela

@@ -1,0 +1,50 @@
+// The archive's own words: names in the table of contents and the texts of
+// its errors. Every one of them is part of the format or of a message that
+// callers may compare, so each stands here once.
+#pragma once
+
+#include <string_view>
+
+namespace vorn::zela::texts {
+
+// The table of contents.
+inline constexpr const char* index_element = "zelindex";
+inline constexpr const char* entry_element = "zelentry";
+inline constexpr const char* version_attribute = "version";
+inline constexpr const char* name_attribute = "name";
+inline constexpr const char* type_attribute = "type";
+inline constexpr const char* unit_attribute = "unit";
+inline constexpr const char* tag_attribute = "tag";
+inline constexpr const char* offset_element = "off";
+inline constexpr const char* stored_size_element = "csize";
+inline constexpr const char* payload_size_element = "dsize";
+inline constexpr const char* hash_element = "hash";
+inline constexpr const char* integer_type = "integer";
+
+// Reading a header and a table of contents.
+inline constexpr std::string_view bad_magic = "magic value incompatible... not a zel archive";
+inline constexpr std::string_view version_prefix = "zel archive version ";
+inline constexpr std::string_view version_refused = " cannot read an archived file of version ";
+inline constexpr std::string_view toc_inside_header =
+    "table of contents offset falls inside of header";
+inline constexpr std::string_view toc_hash_mismatch =
+    "Hash value for the archive table of contents does not match";
+inline constexpr std::string_view index_parse_error = "Index parse error: ";
+inline constexpr std::string_view index_parse_where = " at: ";
+inline constexpr std::string_view duplicate_entry = " is a duplicate entry";
+inline constexpr std::string_view missing_index = "table of contents has no zelindex element";
+inline constexpr std::string_view entry_without_name = "zelentry without a name";
+inline constexpr std::string_view entry_lacks_prefix = "zelentry \"";
+inline constexpr std::string_view entry_lacks_element = "\" lacks its element ";
+inline constexpr std::string_view element_without_type = "\" has an element without a type: ";
+
+// Finding and adding entries.
+inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
+inline constexpr std::string_view cannot_add_entry = "Can't add entry with name \"";
+inline constexpr std::string_view entry_exists = "\": entry already exists";
+inline constexpr std::string_view empty_entry_name = "Can't add an entry with an empty name";
+inline constexpr std::string_view cannot_open_for_write = "unable to open file for write: ";
+inline constexpr std::string_view cannot_open_for_update = "unable to open file for read+write: ";
+inline constexpr std::string_view file_missing = " does not exist for archive open";
+
+}  // namespace vorn::zela::texts

@@ -1,0 +1,91 @@
+#include "zel/archive/toc_writer.hpp"
+
+#include <rapidxml/rapidxml.hpp>
+#include <rapidxml/rapidxml_print.hpp>
+
+#include <array>
+#include <iterator>
+
+#include "zel/archive/archive_texts.hpp"
+#include "zel/foundation/generic_param.hpp"
+
+namespace vorn::zela {
+
+struct toc_writer::document {
+    rapidxml::xml_document<char> xml;
+    rapidxml::xml_node<char>* index = nullptr;
+
+    // Copies the text into the document, whose pool owns it until printing.
+    const char* keep(std::string_view text) {
+        return xml.allocate_string(text.data(), text.size());
+    }
+
+    rapidxml::xml_node<char>* element(std::string_view name, std::string_view value) {
+        return xml.allocate_node(rapidxml::node_element, keep(name), keep(value), name.size(),
+                                 value.size());
+    }
+
+    void attribute(rapidxml::xml_node<char>* node, const char* name, std::string_view value) {
+        node->append_attribute(xml.allocate_attribute(name, keep(value), 0, value.size()));
+    }
+};
+
+toc_writer::toc_writer(std::uint16_t version_major, std::uint16_t version_minor)
+    : document_(std::make_unique<document>()) {
+    document& d = *document_;
+    rapidxml::xml_node<char>* declaration = d.xml.allocate_node(rapidxml::node_declaration);
+    declaration->append_attribute(d.xml.allocate_attribute("version", "1.0"));
+    declaration->append_attribute(d.xml.allocate_attribute("encoding", "utf-8"));
+    d.xml.append_node(declaration);
+
+    d.index = d.xml.allocate_node(rapidxml::node_element, texts::index_element);
+    const std::array<unsigned short, 2> version = {version_major, version_minor};
+    d.attribute(d.index, texts::version_attribute,
+                generic_param(version.data(), version.size()).value);
+    d.xml.append_node(d.index);
+}
+
+toc_writer::~toc_writer() = default;
+
+void toc_writer::add_entry(std::string_view name, std::uint64_t off, std::uint64_t csize,
+                           std::uint64_t dsize, std::uint64_t hash, const entry_params* params) {
+    document& d = *document_;
+    rapidxml::xml_node<char>* node =
+        d.xml.allocate_node(rapidxml::node_element, texts::entry_element);
+    d.attribute(node, texts::name_attribute, name);
+
+    const std::pair<const char*, std::uint64_t> fields[] = {{texts::offset_element, off},
+                                                            {texts::stored_size_element, csize},
+                                                            {texts::payload_size_element, dsize},
+                                                            {texts::hash_element, hash}};
+    for (const auto& [element_name, value] : fields) {
+        const generic_param number(static_cast<unsigned long long>(value));
+        rapidxml::xml_node<char>* element = d.xml.allocate_node(
+            rapidxml::node_element, element_name, d.keep(number.value), 0, number.value.size());
+        element->append_attribute(
+            d.xml.allocate_attribute(texts::type_attribute, texts::integer_type));
+        node->append_node(element);
+    }
+    if (params != nullptr) {
+        for (const entry_params::item& item : *params) {
+            rapidxml::xml_node<char>* element = d.element(item.name, item.param.value);
+            d.attribute(element, texts::type_attribute, item.param.type);
+            if (!item.param.unit.empty()) {
+                d.attribute(element, texts::unit_attribute, item.param.unit);
+            }
+            if (!item.param.tag.empty()) {
+                d.attribute(element, texts::tag_attribute, item.param.tag);
+            }
+            node->append_node(element);
+        }
+    }
+    d.index->append_node(node);
+}
+
+std::string toc_writer::print() const {
+    std::string text;
+    rapidxml::print(std::back_inserter(text), document_->xml, 0);
+    return text;
+}
+
+}  // namespace vorn::zela

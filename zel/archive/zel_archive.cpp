@@ -1,0 +1,186 @@
+#include "zel/archive/zel_archive.hpp"
+
+#include <rapidxml/rapidxml.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <shared_mutex>
+
+#include "zel/archive/archive_texts.hpp"
+#include "zel/archive/zlib_stream.hpp"
+#include "zel/foundation/exception.hpp"
+#include "zel/foundation/value_parse.hpp"
+
+namespace vorn::zela {
+
+namespace {
+
+// The most a deflate stream can expand: no table of contents can be longer
+// than this many times its stored size, whatever its header claims.
+constexpr std::uint64_t max_inflate_ratio = 1032;
+// Offsets below this lie in the magic and version fields.
+constexpr std::uint64_t min_toc_offset = 8;
+
+std::string text_of(const char* text, std::size_t size) {
+    return std::string(text, size);
+}
+
+std::string attribute_text(const rapidxml::xml_node<char>* node, const char* name) {
+    const rapidxml::xml_attribute<char>* a = node->first_attribute(name);
+    return a ? text_of(a->value(), a->value_size()) : std::string();
+}
+
+// The field's number; 0 when its text is not one, as if the field were unset.
+std::uint64_t integer_of(const rapidxml::xml_node<char>* element) {
+    unsigned long long value = 0;
+    if (!parse_value(text_of(element->value(), element->value_size()), value)) {
+        return 0;
+    }
+    return value;
+}
+
+}  // namespace
+
+template <class traits>
+zel_archive<traits>::zel_archive() : name_table_(std::make_unique<name_table_type>()) {
+    name_table_->set_empty_key(std::string());
+}
+
+template <class traits>
+zel_archive<traits>::~zel_archive() = default;
+
+template <class traits>
+void zel_archive<traits>::list_entries(std::vector<std::string>& names) const {
+    const std::shared_lock lock(table_lock_);
+    names.clear();
+    names.reserve(name_table_->size());
+    for (const auto& item : *name_table_) {
+        names.push_back(item.first);
+    }
+}
+
+template <class traits>
+binary_identity zel_archive<traits>::get_entry_key(const std::string& name) const {
+    const std::shared_lock lock(table_lock_);
+    const entry* e = find_entry(name);
+    return e ? binary_identity{e->hash, e->csize} : binary_identity{};
+}
+
+template <class traits>
+package_id zel_archive<traits>::get_package_id() const {
+    return {header_.toc_hash, header_.toc_offset + header_.toc_csize};
+}
+
+template <class traits>
+typename zel_archive<traits>::entry* zel_archive<traits>::find_entry(
+    const std::string& name) const {
+    if (name.empty()) {
+        return nullptr;  // the table's reserved key, never an entry
+    }
+    const auto it = name_table_->find(name);
+    return it == name_table_->end() ? nullptr : it->second;
+}
+
+template <class traits>
+void zel_archive<traits>::read_header(const char* bytes) {
+    header_ = zel_archive_header::decode(bytes);
+    if (header_.magic != zel_archive_header::zel_magic) {
+        throw zel_archive_exception(std::string(texts::bad_magic));
+    }
+    if (header_.version_major > zel_archive_header::current_major) {
+        throw zel_archive_exception(
+            std::string(texts::version_prefix) + std::to_string(zel_archive_header::current_major) +
+            std::string(texts::version_refused) + std::to_string(header_.version_major));
+    }
+    if (header_.toc_offset < min_toc_offset) {
+        throw zel_archive_exception(std::string(texts::toc_inside_header));
+    }
+}
+
+template <class traits>
+void zel_archive<traits>::read_toc(const char* stored) {
+    if (hash_bytes(stored, header_.toc_csize) != header_.toc_hash) {
+        throw zel_archive_exception(std::string(texts::toc_hash_mismatch));
+    }
+    std::string text;
+    text.reserve(static_cast<std::size_t>(
+        std::min(header_.toc_dsize, header_.toc_csize * max_inflate_ratio + 1)));
+    zlib_inflate([&text](const char* p, std::size_t n) { text.append(p, n); }, stored,
+                 header_.toc_csize);
+
+    rapidxml::xml_document<char> document;
+    try {
+        document.parse<0>(text.data());
+    } catch (const rapidxml::parse_error& e) {
+        throw zel_archive_exception(std::string(texts::index_parse_error) + e.what() +
+                                    std::string(texts::index_parse_where) + e.where<char>());
+    }
+    const rapidxml::xml_node<char>* index = document.first_node(texts::index_element);
+    if (index == nullptr) {
+        throw zel_archive_exception(std::string(texts::missing_index));
+    }
+    for (const rapidxml::xml_node<char>* node = index->first_node(texts::entry_element);
+         node != nullptr; node = node->next_sibling(texts::entry_element)) {
+        read_toc_entry(node);
+    }
+}
+
+template <class traits>
+void zel_archive<traits>::read_toc_entry(const rapidxml::xml_node<char>* node) {
+    entry* e = entry_pool_.make();
+    const std::string name = attribute_text(node, texts::name_attribute);
+    if (name.empty()) {
+        throw zel_archive_exception(std::string(texts::entry_without_name));
+    }
+
+    struct field {
+        const char* element;
+        std::uint64_t entry::*member;
+    };
+    static constexpr field fields[] = {{texts::offset_element, &entry::off},
+                                       {texts::stored_size_element, &entry::csize},
+                                       {texts::payload_size_element, &entry::dsize},
+                                       {texts::hash_element, &entry::hash}};
+    for (const field& f : fields) {
+        const rapidxml::xml_node<char>* element = node->first_node(f.element);
+        if (element == nullptr) {
+            throw zel_archive_exception(std::string(texts::entry_lacks_prefix) + name +
+                                        std::string(texts::entry_lacks_element) + f.element);
+        }
+        e->*f.member = integer_of(element);
+    }
+
+    entry_params params;
+    for (const rapidxml::xml_node<char>* child = node->first_node(); child != nullptr;
+         child = child->next_sibling()) {
+        if (child->type() != rapidxml::node_element) {
+            continue;
+        }
+        const rapidxml::xml_attribute<char>* type = child->first_attribute(texts::type_attribute);
+        if (type == nullptr) {
+            throw zel_archive_exception(std::string(texts::entry_lacks_prefix) + name +
+                                        std::string(texts::element_without_type) +
+                                        text_of(child->name(), child->name_size()));
+        }
+        generic_param param;
+        param.create(text_of(child->value(), child->value_size()),
+                     text_of(type->value(), type->value_size()));
+        param.set_unit(attribute_text(child, texts::unit_attribute));
+        param.set_tag(attribute_text(child, texts::tag_attribute));
+        params.add(text_of(child->name(), child->name_size()), std::move(param));
+    }
+    if (!params.empty()) {
+        e->params = params_pool_.make();
+        e->params->swap(params);
+    }
+
+    if (!name_table_->insert({name, e}).second) {
+        throw zel_archive_exception(name + std::string(texts::duplicate_entry));
+    }
+}
+
+template class zel_archive<parallel::mutex_traits_no_op>;
+template class zel_archive<parallel::mutex_traits_spin>;
+template class zel_archive<parallel::mutex_traits_std>;
+
+}  // namespace vorn::zela
