@@ -1,5 +1,6 @@
 #include "zel/archive/appender.hpp"
 
+#include <fstream>
 #include <iterator>
 #include <mutex>
 #include <shared_mutex>
@@ -15,6 +16,7 @@ namespace vorn::zela {
 namespace {
 
 constexpr std::uint64_t entry_alignment = 16;
+constexpr char zeros[entry_alignment] = {};
 
 constexpr std::uint64_t aligned(std::uint64_t position) {
     return (position + entry_alignment - 1) & ~(entry_alignment - 1);
@@ -51,47 +53,56 @@ zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesyst
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_new(const std::filesystem::path& path) {
-    stream_.open(path, std::ios::binary | std::ios::out | std::ios::trunc);
-    if (!stream_.is_open()) {
+    if (!file_.open(path, system::output_file::open_mode::create)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_write) + path.string());
     }
+    // The header's bytes are left unwritten until the close.
     write_position_ = zel_archive_header::size;
-    stream_.seekp(static_cast<std::streamoff>(write_position_));
+    stream_position_ = write_position_;
+    file_.seek(write_position_);
 }
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_existing(const std::filesystem::path& path) {
-    stream_.open(path, std::ios::binary | std::ios::in | std::ios::out);
-    if (!stream_.is_open()) {
+    if (!file_.open(path, system::output_file::open_mode::update)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_update) + path.string());
     }
     // A short file leaves zeros, which fail on the magic.
     char header_bytes[zel_archive_header::size] = {};
-    stream_.read(header_bytes, sizeof header_bytes);
-    stream_.clear();
+    file_.read_at(0, header_bytes, sizeof header_bytes);
     this->read_header(header_bytes);
 
     const zel_archive_header& header = this->header_;
+    fresh_from_ = file_.size_on_disk();
+    if (header.toc_csize > fresh_from_ || header.toc_offset > fresh_from_ - header.toc_csize) {
+        throw zel_archive_exception(std::string(texts::truncated_before_toc));
+    }
     std::vector<char> stored(header.toc_csize);
-    stream_.seekg(static_cast<std::streamoff>(header.toc_offset));
-    stream_.read(stored.data(), static_cast<std::streamsize>(stored.size()));
-    stream_.clear();
+    file_.read_at(header.toc_offset, stored.data(), stored.size());
     this->read_toc(stored.data());
 
     for (const auto& [name, record] : *this->name_table_) {
         content_table_->insert({content_key{record->csize, record->hash}, name});
     }
     write_position_ = aligned(header.toc_offset);
-    stream_.seekp(static_cast<std::streamoff>(write_position_));
+    stream_position_ = write_position_;
+    file_.seek(write_position_);
 }
 
 template <class traits>
 std::uint64_t zel_archive_file_appender<traits>::place(const char* data, std::uint64_t size) {
     const std::lock_guard lock(file_lock_);
+    if (stream_position_ != write_position_) {
+        if (stream_position_ >= fresh_from_) {
+            file_.write(zeros, write_position_ - stream_position_);
+        } else {
+            file_.seek(write_position_);
+        }
+    }
     const std::uint64_t offset = write_position_;
-    stream_.write(data, static_cast<std::streamsize>(size));
-    write_position_ = aligned(offset + size);
-    stream_.seekp(static_cast<std::streamoff>(write_position_));
+    file_.write(data, size);
+    stream_position_ = offset + size;
+    write_position_ = aligned(stream_position_);
     return offset;
 }
 
@@ -194,18 +205,15 @@ void zel_archive_file_appender<traits>::close() {
 
     char header_bytes[zel_archive_header::size];
     header.encode(header_bytes);
-    write_position_ = 0;
-    stream_.seekp(0);
-    stream_.write(header_bytes, sizeof header_bytes);
-    write_position_ = zel_archive_header::size;
-    stream_.seekp(static_cast<std::streamoff>(write_position_));
-    stream_.close();
+    file_.seek(0);
+    file_.write(header_bytes, sizeof header_bytes);
+    file_.close();
 }
 
 template <class traits>
 zel_archive_file_appender<traits>::~zel_archive_file_appender() {
     content_table_.reset();
-    if (!stream_.is_open() || stream_.fail()) {
+    if (!file_.is_open() || file_.failed()) {
         return;
     }
     try {

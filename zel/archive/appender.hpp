@@ -22,10 +22,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "zel/archive/system/output_file.hpp"
 #include "zel/archive/zel_archive.hpp"
 #include "zel/foundation/generic_param.hpp"
 
@@ -65,10 +66,11 @@ class zel_archive_file_appender : public zel_archive<traits> {
         std::uint64_t hash = 0;
         friend bool operator==(const content_key&, const content_key&) = default;
     };
-    // The stored size alone; sizes spread well enough and are cheap.
+    // The key's hash word already spreads the bytes; hashing the size alone
+    // would put every entry of one size into one probe chain.
     struct content_key_hash {
         std::size_t operator()(const content_key& key) const {
-            return static_cast<std::size_t>(key.csize);
+            return static_cast<std::size_t>(key.hash ^ key.csize);
         }
     };
     using content_table_type = google::dense_hash_map<content_key, std::string, content_key_hash>;
@@ -81,7 +83,17 @@ class zel_archive_file_appender : public zel_archive<traits> {
 
     std::unique_ptr<content_table_type> content_table_;
     std::uint64_t write_position_ = 0;
-    std::fstream stream_;
+    // Where the file stands: the end of the last bytes placed, up to 15
+    // bytes before write_position_. The gap is crossed when the next bytes
+    // come, so nothing follows the table of contents.
+    std::uint64_t stream_position_ = 0;
+    // Bytes from here on were not in the file when it was opened. A gap
+    // there is filled with zeros, which reads as if it were left unwritten
+    // and keeps the file from seeking (and flushing) for every entry; a
+    // gap before it is seeked over, so bytes of an old table of contents
+    // stay where they are.
+    std::uint64_t fresh_from_ = 0;
+    system::output_file file_;
     [[no_unique_address]] typename traits::mutex file_lock_;
     [[no_unique_address]] typename traits::mutex content_lock_;
 };

@@ -19,7 +19,6 @@ inline constexpr const char* offset_element = "off";
 inline constexpr const char* stored_size_element = "csize";
 inline constexpr const char* payload_size_element = "dsize";
 inline constexpr const char* hash_element = "hash";
-inline constexpr const char* integer_type = "integer";
 
 // Reading a header and a table of contents.
 inline constexpr std::string_view bad_magic = "magic value incompatible... not a zel archive";
@@ -32,6 +31,7 @@ inline constexpr std::string_view toc_hash_mismatch =
 inline constexpr std::string_view index_parse_error = "Index parse error: ";
 inline constexpr std::string_view index_parse_where = " at: ";
 inline constexpr std::string_view duplicate_entry = " is a duplicate entry";
+inline constexpr std::string_view truncated_before_toc = "zel file truncated before the TOC";
 inline constexpr std::string_view missing_index = "table of contents has no zelindex element";
 inline constexpr std::string_view entry_without_name = "zelentry without a name";
 inline constexpr std::string_view entry_lacks_prefix = "zelentry \"";

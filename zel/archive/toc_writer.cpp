@@ -8,20 +8,33 @@
 
 #include "zel/archive/archive_texts.hpp"
 #include "zel/foundation/generic_param.hpp"
+#include "zel/foundation/value_text.hpp"
 
 namespace vorn::zela {
+
+namespace {
+
+// Printed bytes of a zelentry with its four fields, beside its name.
+constexpr std::size_t entry_size_estimate = 200;
+// Printed bytes of a parameter element, beside its name and value.
+constexpr std::size_t param_size_estimate = 32;
+
+}  // namespace
 
 struct toc_writer::document {
     rapidxml::xml_document<char> xml;
     rapidxml::xml_node<char>* index = nullptr;
+    std::string number;             // scratch for the text of one field
+    std::size_t printed_size = 64;  // a guess of the printed text's length
 
     // Copies the text into the document, whose pool owns it until printing.
     const char* keep(std::string_view text) {
         return xml.allocate_string(text.data(), text.size());
     }
 
-    rapidxml::xml_node<char>* element(std::string_view name, std::string_view value) {
-        return xml.allocate_node(rapidxml::node_element, keep(name), keep(value), name.size(),
+    rapidxml::xml_node<char>* element(const char* name, std::size_t name_size,
+                                      std::string_view value) {
+        return xml.allocate_node(rapidxml::node_element, name, keep(value), name_size,
                                  value.size());
     }
 
@@ -53,22 +66,25 @@ void toc_writer::add_entry(std::string_view name, std::uint64_t off, std::uint64
     rapidxml::xml_node<char>* node =
         d.xml.allocate_node(rapidxml::node_element, texts::entry_element);
     d.attribute(node, texts::name_attribute, name);
+    d.printed_size += entry_size_estimate + name.size();
 
     const std::pair<const char*, std::uint64_t> fields[] = {{texts::offset_element, off},
                                                             {texts::stored_size_element, csize},
                                                             {texts::payload_size_element, dsize},
                                                             {texts::hash_element, hash}};
     for (const auto& [element_name, value] : fields) {
-        const generic_param number(static_cast<unsigned long long>(value));
-        rapidxml::xml_node<char>* element = d.xml.allocate_node(
-            rapidxml::node_element, element_name, d.keep(number.value), 0, number.value.size());
-        element->append_attribute(
-            d.xml.allocate_attribute(texts::type_attribute, texts::integer_type));
+        d.number.clear();
+        append_value_text(d.number, static_cast<unsigned long long>(value));
+        rapidxml::xml_node<char>* element = d.element(element_name, 0, d.number);
+        element->append_attribute(d.xml.allocate_attribute(
+            texts::type_attribute, integer_type_word.data(), 0, integer_type_word.size()));
         node->append_node(element);
     }
     if (params != nullptr) {
         for (const entry_params::item& item : *params) {
-            rapidxml::xml_node<char>* element = d.element(item.name, item.param.value);
+            d.printed_size += param_size_estimate + item.name.size() * 2 + item.param.value.size();
+            rapidxml::xml_node<char>* element =
+                d.element(d.keep(item.name), item.name.size(), item.param.value);
             d.attribute(element, texts::type_attribute, item.param.type);
             if (!item.param.unit.empty()) {
                 d.attribute(element, texts::unit_attribute, item.param.unit);
@@ -84,6 +100,7 @@ void toc_writer::add_entry(std::string_view name, std::uint64_t off, std::uint64
 
 std::string toc_writer::print() const {
     std::string text;
+    text.reserve(document_->printed_size);
     rapidxml::print(std::back_inserter(text), document_->xml, 0);
     return text;
 }
