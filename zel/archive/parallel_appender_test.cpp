@@ -38,6 +38,13 @@ std::string payload(int thread, int i) {
            std::to_string(thread) + " item " + std::to_string(i);
 }
 
+std::string entry_name(int thread, int i) {
+    std::string name = std::to_string(thread);
+    name += '/';
+    name += std::to_string(i);
+    return name;
+}
+
 TYPED_TEST(ParallelAppenderTest, EveryEntryIsStoredExactlyOnce) {
     const testing::scratch_directory dir;
     const auto path = dir.path() / "parallel.zel";
@@ -49,7 +56,7 @@ TYPED_TEST(ParallelAppenderTest, EveryEntryIsStoredExactlyOnce) {
         for (int t = 0; t < threads; ++t) {
             workers.emplace_back([&archive, &returned, t] {
                 for (int i = 0; i < per_thread; ++i) {
-                    const std::string name = "t" + std::to_string(t) + "/" + std::to_string(i);
+                    const std::string name = entry_name(t, i);
                     const std::string bytes = payload(t, i);
                     const bool compress = i % 3 != 0;
                     returned[t].push_back(
