@@ -8,7 +8,8 @@ install(TARGETS zel EXPORT zelTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/zel/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel
     FILES_MATCHING PATTERN "*.hpp"
-    PATTERN "*_test*" EXCLUDE)
+    PATTERN "*_test*" EXCLUDE
+    PATTERN "testing" EXCLUDE)
 install(EXPORT zelTargets NAMESPACE zel:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zel)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelConfig.cmake.in

@@ -1,12 +1,18 @@
 // Everything a user of the library needs, in one include.
 #pragma once
 
+#include "zel/archive/appender.hpp"
 #include "zel/archive/binary_identity.hpp"
+#include "zel/archive/entry_params.hpp"
 #include "zel/archive/hash.hpp"
+#include "zel/archive/mutex_traits.hpp"
+#include "zel/archive/package_id.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/archive/system/file_mapping.hpp"
 #include "zel/archive/system/mapped_region.hpp"
 #include "zel/archive/system/read_buffer.hpp"
+#include "zel/archive/zel_archive.hpp"
+#include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/generic_param.hpp"
