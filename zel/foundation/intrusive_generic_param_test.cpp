@@ -5,16 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "zel/testing/atom_texts_test.hpp"
+
 namespace vorn {
 namespace {
 
-std::vector<std::string> texts_of(const atom_table& table) {
-    std::vector<std::string> texts;
-    for (const intrusive_string& atom : table) {
-        texts.push_back(atom.str());
-    }
-    return texts;
-}
+using testing::texts_of;
 
 TEST(IntrusiveGenericParamTest, InternsValueTypeUnitTagInThatOrder) {
     generic_param source(2.5);
