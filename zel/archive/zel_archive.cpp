@@ -15,9 +15,6 @@ namespace vorn::zela {
 
 namespace {
 
-// The most a deflate stream can expand: no table of contents can be longer
-// than this many times its stored size, whatever its header claims.
-constexpr std::uint64_t max_inflate_ratio = 1032;
 // Offsets below this lie in the magic and version fields.
 constexpr std::uint64_t min_toc_offset = 8;
 
@@ -103,8 +100,10 @@ void zel_archive<traits>::read_toc(const char* stored) {
         throw zel_archive_exception(std::string(texts::toc_hash_mismatch));
     }
     std::string text;
+    // No table of contents is longer than its stream can inflate to, whatever
+    // the header claims.
     text.reserve(static_cast<std::size_t>(
-        std::min(header_.toc_dsize, header_.toc_csize * max_inflate_ratio + 1)));
+        std::min(header_.toc_dsize, max_inflated_size(header_.toc_csize) + 1)));
     zlib_inflate([&text](const char* p, std::size_t n) { text.append(p, n); }, stored,
                  header_.toc_csize);
 
