@@ -37,7 +37,9 @@ inline constexpr std::string_view entry_without_name = "zelentry without a name"
 inline constexpr std::string_view entry_lacks_prefix = "zelentry \"";
 inline constexpr std::string_view entry_lacks_element = "\" lacks its element ";
 inline constexpr std::string_view element_without_type = "\" has an element without a type: ";
+inline constexpr std::string_view toc_too_deep_prefix =
     "table of contents nests elements deeper than ";
+inline constexpr std::string_view toc_too_deep_suffix = " levels";
 
 // Finding and adding entries.
 inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
