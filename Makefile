@@ -34,8 +34,13 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Packs the demonstration scene under examples/demo, then lists and checks
+# the package.
+DEMO_PACKAGE = $(abspath $(BUILD))/demo.zel
 run: build
-	./$(BUILD)/examples/value_texts
+	cd examples && $(abspath $(BUILD))/tools/zel pack --store png $(DEMO_PACKAGE) demo
+	./$(BUILD)/tools/zel ls $(DEMO_PACKAGE)
+	./$(BUILD)/tools/zel verify $(DEMO_PACKAGE)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench
