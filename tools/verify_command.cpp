@@ -125,11 +125,12 @@ int run_verify(const std::vector<std::string>& args) {
     reader.list_entries(names);
     const std::size_t problems = package_check(reader).run();
     if (problems != 0) {
-        std::printf("%s: %zu problems in %zu entries\n", package.c_str(), problems, names.size());
+        std::printf("%s: %zu %s in %zu entries\n", package.c_str(), problems,
+                    problems == 1 ? "problem" : "problems", names.size());
         return exit_failure;
     }
-    std::printf("%s: header, table of contents and %zu entries are sound\n", package.c_str(),
-                names.size());
+    std::printf("%s: header, table of contents and %zu %s sound\n", package.c_str(), names.size(),
+                names.size() == 1 ? "entry is" : "entries are");
     return exit_success;
 }
 
