@@ -10,8 +10,8 @@
 #include <string>
 #include <utility>
 
-#include "zel/testing/scratch_directory_test.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::system::mmap {
 namespace {

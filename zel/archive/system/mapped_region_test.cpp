@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "zel/archive/system/file_mapping.hpp"
-#include "zel/testing/scratch_directory_test.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::system::mmap {
 namespace {
