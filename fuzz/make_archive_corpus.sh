@@ -38,3 +38,13 @@ cp "$out/small" "$out/bad-version"
 put "$out/bad-version" 4 01
 cp "$out/small" "$out/trailing-bytes"
 printf 'left behind by an earlier table of contents' >>"$out/trailing-bytes"
+
+# Start tags nested 100000 deep, which once exhausted the parser's stack. Only
+# fuzzing builds read this far, as they skip the hash test; the hash is 0.
+python3 - "$out/deep-nesting" <<'PY'
+import struct, sys, zlib
+text = b'<?xml version="1.0" encoding="utf-8"?>\n<zelindex version="0 1">' + b'<a>' * 100000
+stored = zlib.compress(text, 9)
+header = b'zel!' + struct.pack('<HHIIQQQQ', 0, 1, 48, 0, 0, 48, len(stored), len(text) + 1)
+open(sys.argv[1], 'wb').write(header + stored)
+PY
