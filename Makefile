@@ -11,7 +11,7 @@ PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-d
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
-.PHONY: all deps configure build test run bench clean
+.PHONY: all deps configure build test run bench fuzz clean
 
 all: build
 
@@ -34,8 +34,13 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Packs the demonstration scene under examples/demo, then lists and checks
+# the package.
+DEMO_PACKAGE = $(abspath $(BUILD))/demo.zel
 run: build
-	./$(BUILD)/examples/value_texts
+	cd examples && $(abspath $(BUILD))/tools/zel pack --store png $(DEMO_PACKAGE) demo
+	./$(BUILD)/tools/zel ls $(DEMO_PACKAGE)
+	./$(BUILD)/tools/zel verify $(DEMO_PACKAGE)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench
@@ -43,6 +48,19 @@ bench: deps
 	cmake -S . -B $(BUILD)-bench -DCMAKE_BUILD_TYPE=Release -DZEL_BUILD_BENCH=ON -DZEL_BUILD_TESTS=OFF $(CMAKE_ARGS)
 	cmake --build $(BUILD)-bench -j $(JOBS) --target $(BENCH)
 	./$(BUILD)-bench/bench/$(BENCH) $(BENCH_ARGS)
+
+# Fuzzing runs from a clang build of its own. New inputs the fuzzer finds go
+# to fuzz/corpus-work (not committed); the seeds under fuzz/corpus stay as
+# they are. FUZZ_ARGS=-runs=0 only replays the corpus.
+FUZZ_SECONDS ?= 60
+FUZZ_ARGS    ?= -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1
+fuzz: PACKAGES += clang libclang-rt-14-dev
+fuzz: deps
+	cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	    -DZEL_BUILD_FUZZ=ON -DZEL_BUILD_TESTS=OFF -DZEL_BUILD_TOOLS=OFF $(CMAKE_ARGS)
+	cmake --build build-fuzz -j $(JOBS) --target archive_fuzzer
+	mkdir -p fuzz/corpus-work/archive
+	./build-fuzz/fuzz/archive_fuzzer $(FUZZ_ARGS) fuzz/corpus-work/archive fuzz/corpus/archive
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-bench

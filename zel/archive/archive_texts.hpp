@@ -37,6 +37,9 @@ inline constexpr std::string_view entry_without_name = "zelentry without a name"
 inline constexpr std::string_view entry_lacks_prefix = "zelentry \"";
 inline constexpr std::string_view entry_lacks_element = "\" lacks its element ";
 inline constexpr std::string_view element_without_type = "\" has an element without a type: ";
+inline constexpr std::string_view toc_too_deep_prefix =
+    "table of contents nests elements deeper than ";
+inline constexpr std::string_view toc_too_deep_suffix = " levels";
 
 // Finding and adding entries.
 inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
@@ -46,5 +49,19 @@ inline constexpr std::string_view empty_entry_name = "Can't add an entry with an
 inline constexpr std::string_view cannot_open_for_write = "unable to open file for write: ";
 inline constexpr std::string_view cannot_open_for_update = "unable to open file for read+write: ";
 inline constexpr std::string_view file_missing = " does not exist for archive open";
+
+// Opening an archive for reading and reading its entries.
+inline constexpr std::string_view reader_file_prefix = "zel file ";
+inline constexpr std::string_view reader_file_missing = " not found on local filesystem";
+inline constexpr std::string_view reader_cannot_map =
+    "could not create memory mapping to zel file ";
+inline constexpr std::string_view reader_cause_separator = ": ";
+inline constexpr std::string_view incomplete_header = "incomplete zel header";
+inline constexpr std::string_view truncated_before_toc = "zel file truncated before the TOC";
+inline constexpr std::string_view closing_quote = "\"";
+inline constexpr std::string_view entry_outside_prefix =
+    "stored bytes lie outside the archive: offset ";
+inline constexpr std::string_view entry_outside_size = ", stored size ";
+inline constexpr std::string_view entry_outside_archive = ", archive size ";
 
 }  // namespace vorn::zela::texts

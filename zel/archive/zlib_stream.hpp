@@ -21,6 +21,15 @@ namespace vorn {
 
 using zlib_sink = std::function<void(const char*, std::size_t)>;
 
+// The most bytes that a zlib stream of stored_size bytes can inflate to:
+// deflate expands at most 1032 times. A size read from a file is capped by it
+// before memory is reserved for the payload.
+constexpr std::uint64_t max_inflated_size(std::uint64_t stored_size) noexcept {
+    constexpr std::uint64_t ratio = 1032;
+    constexpr std::uint64_t most = ~std::uint64_t{0};
+    return stored_size > most / ratio ? most : stored_size * ratio;
+}
+
 // Throws zlib_runtime_exception, or whatever the sink throws; an empty sink
 // throws std::bad_function_call at the first chunk.
 void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size);

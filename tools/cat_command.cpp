@@ -1,0 +1,35 @@
+// zel cat: the payload of one entry, or its stored bytes, to standard output.
+#include <cstdio>
+#include <stdexcept>
+
+#include "tools/arguments.hpp"
+#include "tools/command.hpp"
+#include "zel/archive/file_reader.hpp"
+
+namespace vorn::zel_tool {
+
+namespace {
+
+int run_cat(const std::vector<std::string>& args) {
+    const arguments parsed(args, {"--raw"});
+    const auto& operands = parsed.operands(2, 2);
+    const zela::zel_archive_file_reader reader(operands[0]);
+    const auto bytes =
+        parsed.has("--raw") ? reader.get_raw_entry(operands[1]) : reader.get_entry(operands[1]);
+    const auto size = static_cast<std::size_t>(bytes->size());
+    if (std::fwrite(bytes->data(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
+        throw std::runtime_error("cannot write to standard output");
+    }
+    return exit_success;
+}
+
+}  // namespace
+
+const command cat_command = {
+    "cat", "[--raw] PACKAGE ENTRY", "write the payload of an entry to standard output",
+    "Writes the payload of the entry named ENTRY to standard output, inflated if\n"
+    "the entry is deflated.\n\n"
+    "  --raw   write the bytes as stored instead: a deflated entry as its zlib stream\n",
+    run_cat};
+
+}  // namespace vorn::zel_tool

@@ -1,0 +1,48 @@
+// zel ls: one line for each entry of a package, in file order, and a summary.
+#include <cinttypes>
+#include <cstdio>
+
+#include "tools/arguments.hpp"
+#include "tools/command.hpp"
+#include "tools/file_order.hpp"
+#include "zel/archive/file_reader.hpp"
+
+namespace vorn::zel_tool {
+
+namespace {
+
+int run_ls(const std::vector<std::string>& args) {
+    const std::string package = arguments(args, {}).operands(1, 1)[0];
+    const zela::zel_archive_file_reader reader(package);
+    const auto entries = entries_in_file_order(reader);
+
+    std::printf("%12s %12s %12s  %-16s  %-8s  %s\n", "offset", "stored", "payload", "hash", "kind",
+                "name");
+    std::uint64_t stored = 0;
+    std::uint64_t payload = 0;
+    for (const placed_entry& e : entries) {
+        const auto& r = *e.record;
+        const std::uint64_t size = r.dsize == 0 ? r.csize : r.dsize;
+        std::printf("%12" PRIu64 " %12" PRIu64 " %12" PRIu64 "  %016" PRIx64 "  %-8s  %s\n", r.off,
+                    r.csize, size, r.hash, r.dsize == 0 ? "stored" : "deflated", e.name.c_str());
+        stored += r.csize;
+        payload += size;
+    }
+    const package_id id = reader.get_package_id();
+    std::printf("%zu entries, %" PRIu64 " bytes stored for %" PRIu64
+                " bytes of payload; package id %016" PRIx64 ":%" PRIu64 "\n",
+                entries.size(), stored, payload, id.toc_hash, id.toc_end);
+    return exit_success;
+}
+
+}  // namespace
+
+const command ls_command = {
+    "ls", "PACKAGE", "list the entries of a package",
+    "Lists every entry of PACKAGE in the order of its bytes in the file: the offset,\n"
+    "the stored size, the payload size, the hash of the stored bytes, whether the\n"
+    "entry is deflated or stored as given, and its name. A last line sums the sizes\n"
+    "and gives the package id: the hash and the end of the table of contents.\n",
+    run_ls};
+
+}  // namespace vorn::zel_tool

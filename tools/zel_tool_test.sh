@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Runs the zel tool on packages in a scratch directory: packs files, lists,
+# verifies and reads them back, then damages a copy and expects verify to
+# fail. Usage: zel_tool_test.sh PATH_TO_ZEL
+set -uo pipefail
+
+zel=$1
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cd "$scratch" || exit 1
+
+failures=0
+passes=0
+pass() { passes=$((passes + 1)); }
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+
+# expect STATUS COMMAND...: runs the command, output in out.txt and err.txt.
+expect() {
+    local want=$1
+    shift
+    "$@" >out.txt 2>err.txt
+    local got=$?
+    if [ "$got" -eq "$want" ]; then pass; else fail "'$*' exited $got, not $want: $(cat err.txt)"; fi
+}
+
+mkdir -p in/sub
+for i in $(seq 1 200); do echo "<block name=\"b$i\" type=\"mesh\"/>"; done >in/scene.xml
+cp in/scene.xml in/sub/copy.xml
+head -c 3000 /dev/urandom >in/sub/noise.png
+printf 'a few words\n' >in/notes.txt
+
+expect 0 "$zel" pack --store png demo.zel in
+grep -q "deduplication saved" out.txt && pass || fail "pack reports no saving"
+grep -q "same as in/scene.xml: in/sub/copy.xml" out.txt && pass || fail "pack hides the duplicate"
+
+expect 0 "$zel" ls demo.zel
+grep -Eq "deflated +in/scene.xml" out.txt && pass || fail "scene.xml is not deflated"
+grep -Eq "stored +in/sub/noise.png" out.txt && pass || fail "--store png did not store"
+grep -q "^3 entries" out.txt && pass || fail "ls summary: $(tail -1 out.txt)"
+
+expect 0 "$zel" verify demo.zel
+expect 0 "$zel" cat demo.zel in/scene.xml
+cmp -s out.txt in/scene.xml && pass || fail "cat gives other bytes than were packed"
+expect 0 "$zel" cat --raw demo.zel in/sub/noise.png
+cmp -s out.txt in/sub/noise.png && pass || fail "cat --raw of a stored entry differs"
+
+# Damage one byte inside the stored entry: the reader still opens the package,
+# only verify sees the damage.
+offset=$("$zel" ls demo.zel | awk '$6 == "in/sub/noise.png" { print $1 }')
+cp demo.zel damaged.zel
+printf '\xff' | dd of=damaged.zel bs=1 seek=$((offset + 100)) conv=notrunc status=none
+printf '\x00' | dd of=damaged.zel bs=1 seek=$((offset + 101)) conv=notrunc status=none
+expect 0 "$zel" ls damaged.zel
+expect 1 "$zel" verify damaged.zel
+grep -q "entry in/sub/noise.png: stored bytes hash to" out.txt && pass || fail "verify: $(cat out.txt)"
+
+# A file that is no package gives one line and status 1, never a crash.
+head -c 100 /dev/urandom >junk.zel
+expect 1 "$zel" verify junk.zel
+[ "$(wc -l <err.txt)" -eq 1 ] && pass || fail "more than one line: $(cat err.txt)"
+expect 1 "$zel" ls missing.zel
+grep -q "zel file missing.zel not found on local filesystem" err.txt && pass || fail "$(cat err.txt)"
+expect 1 "$zel" cat demo.zel no/such/entry
+expect 1 "$zel" pack out.zel in/no-such-file
+[ ! -e out.zel ] && pass || fail "a failed pack left its package behind"
+
+expect 0 "$zel" --help
+expect 0 "$zel" pack --help
+grep -q "^usage: zel pack" out.txt && pass || fail "pack --help: $(head -1 out.txt)"
+expect 2 "$zel"
+expect 2 "$zel" frobnicate
+expect 2 "$zel" ls
+expect 2 "$zel" cat --bogus demo.zel x
+
+echo "$passes passed, $failures failed"
+[ "$failures" -eq 0 ]

@@ -1,0 +1,69 @@
+// The read side of an archive: finds entries by name and hands out their
+// bytes as shared read_buffers.
+//
+// Where the stored bytes lie is left to the one virtual operation,
+// get_entry_data; everything else is done here for every kind of storage. An
+// entry stored as given comes back as a view of its stored bytes, with no
+// copy; a compressed entry is inflated into a buffer of its own, which does
+// not keep the storage alive. The hash of an entry is not tested on reading:
+// it is the entry's identity, and only the table of contents is protected.
+//
+// A reader is fully loaded when its constructor returns and never changes
+// after that. It takes no locks, and any number of threads may read entries
+// at once; each call makes its own buffer, so two threads fetching the same
+// compressed entry inflate it twice. Sharing is the business of caches above.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "zel/archive/entry_params.hpp"
+#include "zel/archive/mutex_traits.hpp"
+#include "zel/archive/system/read_buffer.hpp"
+#include "zel/archive/zel_archive.hpp"
+
+namespace vorn::zela {
+
+class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
+  public:
+    ~zel_archive_reader() override;
+
+    // Where the stored bytes of e lie: size bytes at data, which holder keeps
+    // alive. Raises zel_archive_exception for bytes outside the storage.
+    virtual void get_entry_data(std::shared_ptr<void>& holder, const char*& data,
+                                std::uint64_t& size, const entry& e) const = 0;
+
+    // The entry's stored bytes, compressed or not, as a view: its identity is
+    // (hash, csize) and its pending size the entry's dsize.
+    std::shared_ptr<const read_buffer> get_raw_entry(const std::string& name) const;
+    // The entry's payload: a view of the stored bytes if the entry is stored
+    // as given (dsize 0), else the inflated stream in a buffer of its own. The
+    // identity is that of the stored bytes in both cases.
+    std::shared_ptr<const read_buffer> get_entry(const std::string& name) const;
+    // The entry's parameters, owned by the reader; after loading from a table
+    // of contents they hold at least "off", "csize", "dsize" and "hash".
+    const entry_params* get_entry_params(const std::string& name) const;
+    // The entry's record as its table of contents gives it, or null if there
+    // is no entry of that name.
+    const entry* get_entry_record(const std::string& name) const;
+
+  protected:
+    zel_archive_reader();
+
+    // Reads the header and the table of contents of an archive whose whole
+    // image is size bytes at image. Refuses an image shorter than a header and
+    // a table of contents that does not lie within the image.
+    void load_image(const char* image, std::uint64_t size);
+    // Refuses a file of size bytes that cannot hold a header.
+    static void require_header(std::uint64_t size);
+    // The stored bytes of e in an image of size bytes; refuses bytes that do
+    // not lie wholly within it, as a damaged table could place them anywhere.
+    static const char* stored_bytes(const char* image, std::uint64_t size, const entry& e);
+
+  private:
+    // The entry of that name; raises "Can't find entry with name \"<name>\"".
+    const entry& entry_named(const std::string& name) const;
+};
+
+}  // namespace vorn::zela
