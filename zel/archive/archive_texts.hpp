@@ -31,7 +31,6 @@ inline constexpr std::string_view toc_hash_mismatch =
 inline constexpr std::string_view index_parse_error = "Index parse error: ";
 inline constexpr std::string_view index_parse_where = " at: ";
 inline constexpr std::string_view duplicate_entry = " is a duplicate entry";
-inline constexpr std::string_view truncated_before_toc = "zel file truncated before the TOC";
 inline constexpr std::string_view missing_index = "table of contents has no zelindex element";
 inline constexpr std::string_view entry_without_name = "zelentry without a name";
 inline constexpr std::string_view entry_lacks_prefix = "zelentry \"";
