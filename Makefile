@@ -11,7 +11,7 @@ PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-d
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
-.PHONY: all deps configure build test run bench fuzz clean
+.PHONY: all deps configure build test run bench fuzz format-check clean
 
 all: build
 
@@ -62,5 +62,10 @@ fuzz: deps
 	mkdir -p fuzz/corpus-work/archive
 	./build-fuzz/fuzz/archive_fuzzer $(FUZZ_ARGS) fuzz/corpus-work/archive fuzz/corpus/archive
 
+# Every tracked source must be as clang-format leaves it.
+format-check: PACKAGES += clang-format
+format-check: deps
+	git ls-files -- '*.cpp' '*.hpp' | xargs clang-format --dry-run --Werror
+
 clean:
-	rm -rf $(BUILD) $(BUILD)-bench
+	rm -rf $(BUILD) $(BUILD)-bench build-fuzz build-asan build-tsan
