@@ -11,9 +11,13 @@
 #include "zel/archive/hash.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
+#include "zel/testing/thrown_test.hpp"
 
 namespace vorn::zela {
 namespace {
+
+using testing::archive_message;
+using testing::what_of;
 
 using appender = zel_archive_file_appender<parallel::mutex_traits_no_op>;
 using testing::archive_image;
@@ -23,19 +27,6 @@ using testing::read_file;
 std::string add(appender& a, const std::string& name, const std::string& bytes,
                 bool compress = false, bool allow_dup = false) {
     return a.add_entry(name, bytes.data(), bytes.size(), compress, allow_dup);
-}
-
-std::string what_of(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "nothing thrown";
-}
-
-std::string archive_message(const std::string& message) {
-    return zel_archive_exception(message).what();
 }
 
 TEST(AppenderTest, EmptyArchiveIsHeaderAndEmptyIndex) {

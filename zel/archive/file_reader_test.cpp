@@ -14,9 +14,13 @@
 #include "zel/archive/sealed_image_test.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
+#include "zel/testing/thrown_test.hpp"
 
 namespace vorn::zela {
 namespace {
+
+using testing::archive_message;
+using testing::what_of;
 
 using appender = zel_archive_file_appender<parallel::mutex_traits_no_op>;
 using system::mmap::mapped_region;
@@ -25,19 +29,6 @@ using testing::read_file;
 using testing::sealed_image;
 using testing::toc_entry;
 using testing::toc_text;
-
-std::string archive_message(const std::string& message) {
-    return zel_archive_exception(message).what();
-}
-
-std::string what_of(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "nothing thrown";
-}
 
 const std::string text_payload = [] {
     std::string text;

@@ -8,9 +8,12 @@
 #include "zel/archive/hash.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
+#include "zel/testing/thrown_test.hpp"
 
 namespace vorn::zela {
 namespace {
+
+using testing::archive_message;
 
 using testing::archive_image;
 
@@ -59,10 +62,6 @@ std::string refusal(const std::filesystem::path& path) {
         return e.what();
     }
     return "accepted";
-}
-
-std::string archive_message(const std::string& message) {
-    return zel_archive_exception(message).what();
 }
 
 TEST(ZelArchiveTest, EveryDamageOfHeaderAndIndexHasItsMessage) {
