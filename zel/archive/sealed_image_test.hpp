@@ -12,7 +12,7 @@
 
 #include "zel/archive/hash.hpp"
 #include "zel/archive/zel_archive_header.hpp"
-#include "zel/archive/zlib_stream.hpp"
+#include "zel/testing/streams_test.hpp"
 
 namespace vorn::testing {
 
@@ -40,13 +40,6 @@ inline std::string toc_text(const std::vector<toc_entry>& entries) {
         text += "\t</zelentry>\n";
     }
     return text + "</zelindex>\n\n";
-}
-
-inline std::string deflated(std::string_view bytes) {
-    std::string stream;
-    zlib_deflate([&stream](const char* p, std::size_t n) { stream.append(p, n); }, bytes.data(),
-                 bytes.size());
-    return stream;
 }
 
 // Any zlib stream will do for a table of contents that is read; zlib's

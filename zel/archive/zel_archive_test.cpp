@@ -40,9 +40,7 @@ std::filesystem::path craft(
     const testing::scratch_directory& dir, const std::string& text,
     const std::function<void(zel_archive_header&, std::string&)>& adjust = [](zel_archive_header&,
                                                                               std::string&) {}) {
-    std::string stored;
-    zlib_deflate([&stored](const char* p, std::size_t n) { stored.append(p, n); }, text.data(),
-                 text.size());
+    std::string stored = testing::deflated(text);
     zel_archive_header header;
     header.stamp();
     header.toc_offset = 48;

@@ -3,41 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "zel/archive/hash.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/streams_test.hpp"
 
 namespace vorn {
 namespace {
 
+using testing::deflated;
+using testing::inflated;
+using testing::read_file;
+
 const std::filesystem::path vectors = std::filesystem::path(ZEL_TEST_DATA_DIR) / "deflate";
-
-std::string read_file(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw std::runtime_error("cannot read " + path.string());
-    }
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-std::string deflate_text(const std::string& text) {
-    std::string out;
-    zlib_deflate([&](const char* p, std::size_t n) { out.append(p, n); }, text.data(), text.size());
-    return out;
-}
-
-std::string inflate_text(const std::string& stream) {
-    std::string out;
-    zlib_inflate([&](const char* p, std::size_t n) { out.append(p, n); }, stream.data(),
-                 stream.size());
-    return out;
-}
 
 struct vector_row {
     std::string name;
@@ -68,7 +50,7 @@ TEST(ZlibStreamTest, DeflateReproducesEveryReferenceStream) {
         const std::string input = read_file(vectors / "inputs" / row.name);
         const std::string expected = read_file(vectors / "streams" / (row.name + ".z"));
         ASSERT_EQ(input.size(), row.input_size);
-        const std::string stream = deflate_text(input);
+        const std::string stream = deflated(input);
         const auto differ =
             std::mismatch(stream.begin(), stream.end(), expected.begin(), expected.end());
         EXPECT_EQ(stream.size(), expected.size());
@@ -76,7 +58,7 @@ TEST(ZlibStreamTest, DeflateReproducesEveryReferenceStream) {
             << "first difference at offset " << (differ.first - stream.begin());
         EXPECT_EQ(stream.size(), row.stream_size);
         EXPECT_EQ(hash_bytes(stream.data(), stream.size()), row.stream_hash);
-        EXPECT_EQ(inflate_text(stream), input);
+        EXPECT_EQ(inflated(stream), input);
     }
 }
 
@@ -97,7 +79,7 @@ std::vector<std::size_t> deflate_chunk_sizes(const std::string& input) {
 }
 
 TEST(ZlibStreamTest, EmptyInputGivesTheStreamOfAnEmptyPayload) {
-    const std::string stream = deflate_text("");
+    const std::string stream = deflated("");
     EXPECT_EQ(stream, std::string("\x78\x01\x03\x00\x00\x00\x00\x01", 8));
     std::vector<std::size_t> calls;
     zlib_inflate([&](const char*, std::size_t n) { calls.push_back(n); }, stream.data(),
@@ -117,12 +99,12 @@ TEST(ZlibStreamTest, OutputOfAWholeNumberOfChunksEndsWithAnEmptyCall) {
     // Incompressible bytes go into one stored block: 11 bytes of framing.
     const std::string input = random_bytes(8192 - 11, 7);
     EXPECT_EQ(deflate_chunk_sizes(input), (std::vector<std::size_t>{4096, 4096, 0}));
-    EXPECT_EQ(inflate_text(deflate_text(input)), input);
+    EXPECT_EQ(inflated(deflated(input)), input);
 }
 
 TEST(ZlibStreamTest, DamagedStreamsRaiseAndCutStreamsEndQuietly) {
     const std::string input = read_file(vectors / "inputs" / "code-35k.txt");
-    const std::string stream = deflate_text(input);
+    const std::string stream = deflated(input);
 
     std::string wrong_check = stream;
     wrong_check.back() ^= 0x01;
@@ -134,27 +116,27 @@ TEST(ZlibStreamTest, DamagedStreamsRaiseAndCutStreamsEndQuietly) {
     wrong_header[0] = 0x79;
     for (const std::string* damaged : {&wrong_check, &garbage, &wrong_header}) {
         try {
-            inflate_text(*damaged);
+            inflated(*damaged);
             ADD_FAILURE() << "a damaged stream was accepted";
         } catch (const zlib_runtime_exception& e) {
             EXPECT_STREQ(e.what(), "unknown zlib stream error during inflate");
         }
     }
 
-    const std::string front = inflate_text(stream.substr(0, stream.size() / 2));
+    const std::string front = inflated(stream.substr(0, stream.size() / 2));
     EXPECT_GT(front.size(), 0u);
     EXPECT_LT(front.size(), input.size());
     EXPECT_EQ(front, input.substr(0, front.size()));
 
     // Bytes behind the end of the stream are not looked at.
-    EXPECT_EQ(inflate_text(stream + "trailing bytes"), input);
+    EXPECT_EQ(inflated(stream + "trailing bytes"), input);
 }
 
 TEST(ZlibStreamTest, SinkFailuresPassThrough) {
     const std::string input = random_bytes(10000, 3);
     const zlib_sink empty;
     EXPECT_THROW(zlib_deflate(empty, input.data(), input.size()), std::bad_function_call);
-    const std::string stream = deflate_text(input);
+    const std::string stream = deflated(input);
     EXPECT_THROW(zlib_inflate(empty, stream.data(), stream.size()), std::bad_function_call);
 
     struct sink_failure {};
@@ -163,8 +145,8 @@ TEST(ZlibStreamTest, SinkFailuresPassThrough) {
     EXPECT_THROW(zlib_inflate(refusing, stream.data(), stream.size()), sink_failure);
 
     // Nothing is left behind: the next streams are whole again.
-    EXPECT_EQ(deflate_text(input), stream);
-    EXPECT_EQ(inflate_text(stream), input);
+    EXPECT_EQ(deflated(input), stream);
+    EXPECT_EQ(inflated(stream), input);
 }
 
 }  // namespace
