@@ -9,6 +9,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/zel/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zel
     FILES_MATCHING PATTERN "*.hpp"
     PATTERN "*_test*" EXCLUDE
+    PATTERN "internal" EXCLUDE
     PATTERN "testing" EXCLUDE)
 install(EXPORT zelTargets NAMESPACE zel:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zel)
 
@@ -20,4 +21,5 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelConfigVersion.cmake
 install(FILES
     ${PROJECT_BINARY_DIR}/zelConfig.cmake
     ${PROJECT_BINARY_DIR}/zelConfigVersion.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/zel_dependencies.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zel)

@@ -14,10 +14,10 @@
 #include "tools/command.hpp"
 #include "tools/file_order.hpp"
 #include "zel/archive/file_reader.hpp"
-#include "zel/archive/hash.hpp"
 #include "zel/archive/zel_archive_header.hpp"
 #include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/hash.hpp"
 
 namespace vorn::zel_tool {
 

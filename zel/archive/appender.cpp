@@ -6,8 +6,8 @@
 #include <shared_mutex>
 #include <vector>
 
-#include "zel/archive/archive_texts.hpp"
-#include "zel/archive/toc_writer.hpp"
+#include "zel/archive/internal/archive_texts.hpp"
+#include "zel/archive/internal/toc_writer.hpp"
 #include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
 

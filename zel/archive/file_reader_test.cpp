@@ -10,9 +10,9 @@
 
 #include "zel/archive/appender.hpp"
 #include "zel/archive/archive_image_test.hpp"
-#include "zel/archive/hash.hpp"
 #include "zel/archive/sealed_image_test.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/hash.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 

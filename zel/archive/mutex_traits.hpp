@@ -9,8 +9,8 @@
 
 #include <mutex>
 
-#include "zel/archive/gate_shared_mutex.hpp"
-#include "zel/archive/spin_mutex.hpp"
+#include "zel/archive/internal/gate_shared_mutex.hpp"
+#include "zel/archive/internal/spin_mutex.hpp"
 
 namespace vorn::parallel {
 

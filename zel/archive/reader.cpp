@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "zel/archive/archive_texts.hpp"
+#include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/archive/zel_archive_header.hpp"
 #include "zel/archive/zlib_stream.hpp"

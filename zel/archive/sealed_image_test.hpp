@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "zel/archive/hash.hpp"
 #include "zel/archive/zel_archive_header.hpp"
+#include "zel/foundation/hash.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn::testing {

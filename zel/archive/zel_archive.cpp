@@ -6,8 +6,8 @@
 #include <cstring>
 #include <shared_mutex>
 
-#include "zel/archive/archive_texts.hpp"
-#include "zel/archive/xml_depth.hpp"
+#include "zel/archive/internal/archive_texts.hpp"
+#include "zel/archive/internal/xml_depth.hpp"
 #include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/value_parse.hpp"

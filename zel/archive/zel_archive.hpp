@@ -22,12 +22,12 @@
 
 #include "zel/archive/binary_identity.hpp"
 #include "zel/archive/entry_params.hpp"
-#include "zel/archive/hash.hpp"
+#include "zel/archive/internal/object_pool.hpp"
+#include "zel/archive/internal/zel_archive_entry.hpp"
 #include "zel/archive/mutex_traits.hpp"
-#include "zel/archive/object_pool.hpp"
 #include "zel/archive/package_id.hpp"
-#include "zel/archive/zel_archive_entry.hpp"
 #include "zel/archive/zel_archive_header.hpp"
+#include "zel/foundation/hash.hpp"
 
 namespace rapidxml {
 template <class Ch>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "zel/archive/deflate/deflate_encoder.hpp"
+#include "zel/archive/internal/deflate/deflate_encoder.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace vorn {

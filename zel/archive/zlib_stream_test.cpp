@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "zel/archive/hash.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/hash.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn {

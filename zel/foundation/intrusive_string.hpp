@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "zel/archive/hash.hpp"
+#include "zel/foundation/hash.hpp"
 
 namespace vorn {
 

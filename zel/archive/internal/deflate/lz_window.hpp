@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "zel/archive/deflate/deflate_tables.hpp"
+#include "zel/archive/internal/deflate/deflate_tables.hpp"
 
 namespace vorn::deflate {
 

@@ -1,4 +1,4 @@
-#include "zel/archive/toc_writer.hpp"
+#include "zel/archive/internal/toc_writer.hpp"
 
 #include <rapidxml/rapidxml.hpp>
 #include <rapidxml/rapidxml_print.hpp>
@@ -6,7 +6,7 @@
 #include <array>
 #include <iterator>
 
-#include "zel/archive/archive_texts.hpp"
+#include "zel/archive/internal/archive_texts.hpp"
 #include "zel/foundation/generic_param.hpp"
 #include "zel/foundation/value_text.hpp"
 

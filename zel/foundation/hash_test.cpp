@@ -1,4 +1,4 @@
-#include "zel/archive/hash.hpp"
+#include "zel/foundation/hash.hpp"
 
 #include <gtest/gtest.h>
 

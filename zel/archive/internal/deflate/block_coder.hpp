@@ -2,8 +2,8 @@
 // format, or codes made for the block and sent in its header.
 #pragma once
 
-#include "zel/archive/deflate/bit_writer.hpp"
-#include "zel/archive/deflate/lz_block.hpp"
+#include "zel/archive/internal/deflate/bit_writer.hpp"
+#include "zel/archive/internal/deflate/lz_block.hpp"
 
 namespace vorn::deflate {
 

@@ -1,4 +1,4 @@
-#include "zel/archive/gate_shared_mutex.hpp"
+#include "zel/archive/internal/gate_shared_mutex.hpp"
 
 namespace vorn::parallel {
 

@@ -1,9 +1,9 @@
-#include "zel/archive/deflate/block_coder.hpp"
+#include "zel/archive/internal/deflate/block_coder.hpp"
 
 #include <algorithm>
 #include <array>
 
-#include "zel/archive/deflate/huffman_code.hpp"
+#include "zel/archive/internal/deflate/huffman_code.hpp"
 
 namespace vorn::deflate {
 

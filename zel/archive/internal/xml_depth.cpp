@@ -1,4 +1,4 @@
-#include "zel/archive/xml_depth.hpp"
+#include "zel/archive/internal/xml_depth.hpp"
 
 #include <rapidxml/rapidxml.hpp>
 

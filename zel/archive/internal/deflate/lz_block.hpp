@@ -10,7 +10,7 @@
 #include <array>
 #include <cstdint>
 
-#include "zel/archive/deflate/deflate_tables.hpp"
+#include "zel/archive/internal/deflate/deflate_tables.hpp"
 
 namespace vorn::deflate {
 

@@ -1,4 +1,4 @@
-#include "zel/archive/deflate/deflate_encoder.hpp"
+#include "zel/archive/internal/deflate/deflate_encoder.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "zel/archive/deflate/huffman_code.hpp"
+#include "zel/archive/internal/deflate/huffman_code.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn::deflate {

@@ -1,4 +1,4 @@
-#include "zel/archive/deflate/deflate_encoder.hpp"
+#include "zel/archive/internal/deflate/deflate_encoder.hpp"
 
 #include <zlib.h>
 
@@ -6,10 +6,10 @@
 #include <array>
 #include <cstring>
 
-#include "zel/archive/deflate/bit_writer.hpp"
-#include "zel/archive/deflate/block_coder.hpp"
-#include "zel/archive/deflate/lz_block.hpp"
-#include "zel/archive/deflate/lz_window.hpp"
+#include "zel/archive/internal/deflate/bit_writer.hpp"
+#include "zel/archive/internal/deflate/block_coder.hpp"
+#include "zel/archive/internal/deflate/lz_block.hpp"
+#include "zel/archive/internal/deflate/lz_window.hpp"
 
 namespace vorn::deflate {
 

@@ -1,4 +1,4 @@
-#include "zel/archive/deflate/huffman_code.hpp"
+#include "zel/archive/internal/deflate/huffman_code.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "zel/archive/object_pool.hpp"
+#include "zel/archive/internal/object_pool.hpp"
 
 #include <gtest/gtest.h>
 
