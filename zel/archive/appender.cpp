@@ -53,6 +53,7 @@ zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesyst
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_new(const std::filesystem::path& path) {
+    path_ = path;
     if (!file_.open(path, system::output_file::open_mode::create)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_write) + path.string());
     }
@@ -64,6 +65,7 @@ void zel_archive_file_appender<traits>::open_new(const std::filesystem::path& pa
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_existing(const std::filesystem::path& path) {
+    path_ = path;
     if (!file_.open(path, system::output_file::open_mode::update)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_update) + path.string());
     }
@@ -188,7 +190,7 @@ void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry
 }
 
 template <class traits>
-void zel_archive_file_appender<traits>::close() {
+void zel_archive_file_appender<traits>::write_toc_and_header() {
     zel_archive_header& header = this->header_;
     header.stamp();
     toc_writer toc(header.version_major, header.version_minor);
@@ -206,16 +208,40 @@ void zel_archive_file_appender<traits>::close() {
     char header_bytes[zel_archive_header::size];
     header.encode(header_bytes);
     file_.seek(0);
+    // A failed write before this point leaves the header unwritten.
     file_.write(header_bytes, sizeof header_bytes);
+}
+
+template <class traits>
+void zel_archive_file_appender<traits>::check_file() const {
+    if (file_.failed()) {
+        throw zel_archive_exception(
+            std::string(texts::cannot_write) + path_.string() +
+            std::string(texts::cause_separator) +
+            system::mmap::system_error_text(static_cast<std::uint32_t>(file_.error())));
+    }
+}
+
+template <class traits>
+void zel_archive_file_appender<traits>::close() {
+    if (!file_.is_open()) {
+        return;
+    }
+    try {
+        if (!file_.failed()) {
+            write_toc_and_header();
+        }
+    } catch (...) {
+        file_.close();
+        throw;
+    }
     file_.close();
+    check_file();
 }
 
 template <class traits>
 zel_archive_file_appender<traits>::~zel_archive_file_appender() {
     content_table_.reset();
-    if (!file_.is_open() || file_.failed()) {
-        return;
-    }
     try {
         close();
     } catch (...) {

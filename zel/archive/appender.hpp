@@ -13,9 +13,11 @@
 //
 // With the spin and std policies, entries may be added from several threads:
 // compression and hashing run outside all locks; the content, table and file
-// locks are then taken one after the other. Nothing is reported when a write
-// fails: the stream's failed state makes the close skip the table of
-// contents and the header, and the file is refused by every reader.
+// locks are then taken one after the other.
+//
+// A write that fails is not reported at the call that made it, but by the
+// close: close() raises it, and a file with a failed write never receives
+// its table of contents and header, so every reader refuses it.
 #pragma once
 
 #include <google/dense_hash_map>
@@ -40,9 +42,17 @@ class zel_archive_file_appender : public zel_archive<traits> {
     zel_archive_file_appender(const std::filesystem::path& path, bool truncate);
     // Builds the tables and opens no file; entries added to it go nowhere.
     zel_archive_file_appender();
-    // Writes the table of contents and the header unless a write failed, and
-    // closes the file. Lets nothing escape.
+    // Closes the file if nobody did, as close() does, but reports nothing: a
+    // failure leaves a file that every reader refuses.
     ~zel_archive_file_appender() override;
+
+    // Writes the table of contents and the header, and closes the file. Any
+    // write, seek or close that failed, now or at an earlier addition,
+    // raises zel_archive_exception with the path and the system's text; the
+    // table of contents and the header are then not written. The appender
+    // counts as closed after the call either way; a second call does
+    // nothing. No other thread may use the appender during the call.
+    void close();
 
     // Stores size bytes at data under name, deflated if compress is set, and
     // returns the name under which those stored bytes can be read: name
@@ -79,7 +89,9 @@ class zel_archive_file_appender : public zel_archive<traits> {
     void open_existing(const std::filesystem::path& path);
     // Writes the bytes at the write position; returns their offset.
     std::uint64_t place(const char* data, std::uint64_t size);
-    void close();
+    void write_toc_and_header();
+    // Raises the file's failure, if it has one.
+    void check_file() const;
 
     std::unique_ptr<content_table_type> content_table_;
     std::uint64_t write_position_ = 0;
@@ -93,6 +105,7 @@ class zel_archive_file_appender : public zel_archive<traits> {
     // gap before it is seeked over, so bytes of an old table of contents
     // stay where they are.
     std::uint64_t fresh_from_ = 0;
+    std::filesystem::path path_;
     system::output_file file_;
     [[no_unique_address]] typename traits::mutex file_lock_;
     [[no_unique_address]] typename traits::mutex content_lock_;

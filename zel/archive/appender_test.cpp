@@ -290,29 +290,54 @@ TEST(AppenderTest, ListAndKeys) {
     EXPECT_EQ(a.get_entry_key("three"), binary_identity{});
 }
 
-// A write that fails leaves the stream failed: the close writes neither the
-// table of contents nor the header, and the file is refused.
-TEST(AppenderTest, FailedWriteLeavesAFileThatIsRefused) {
+// A write beyond the file-size limit is raised by the close, with the path
+// and the system's text, and the file is left without a header, so every
+// reader refuses it. A destructor that closes reports nothing.
+TEST(AppenderTest, FailedWriteIsRaisedByTheClose) {
     const testing::scratch_directory dir;
     const auto path = dir.path() / "full.zel";
-    const auto write_beyond_the_limit = [&path] {
+    const auto write_beyond_the_limit = [&path](bool close_explicitly) {
         std::signal(SIGXFSZ, SIG_IGN);
         rlimit limit{};
         limit.rlim_cur = limit.rlim_max = 20000;
         setrlimit(RLIMIT_FSIZE, &limit);
-        {
+        try {
             appender a(path, true);
             add(a, "big", numbered_bytes(100000));
             add(a, "small", "small");
+            if (close_explicitly) {
+                a.close();
+            }
+        } catch (const zel_archive_exception& e) {
+            std::fputs(e.message().c_str(), stderr);
+            std::exit(3);
         }
         std::exit(0);
     };
-    EXPECT_EXIT(write_beyond_the_limit(), ::testing::ExitedWithCode(0), "");
-    const std::string bytes = read_file(path);
-    ASSERT_GE(bytes.size(), 48u);
-    EXPECT_EQ(bytes.substr(0, 48), std::string(48, '\0'));
-    EXPECT_EQ(what_of([&] { appender a(path, false); }),
-              archive_message("magic value incompatible... not a zel archive"));
+    EXPECT_EXIT(
+        write_beyond_the_limit(true), ::testing::ExitedWithCode(3),
+        "^zel_archive exception: unable to write zel file " + path.string() + ": File too large$");
+    for (const bool close_explicitly : {true, false}) {
+        EXPECT_EXIT(write_beyond_the_limit(close_explicitly),
+                    ::testing::ExitedWithCode(close_explicitly ? 3 : 0), "");
+        const std::string bytes = read_file(path);
+        ASSERT_GE(bytes.size(), 48u);
+        EXPECT_EQ(bytes.substr(0, 48), std::string(48, '\0'));
+        EXPECT_EQ(what_of([&] { appender a(path, false); }),
+                  archive_message("magic value incompatible... not a zel archive"));
+    }
+}
+
+TEST(AppenderTest, CloseWritesTheArchiveOnceAndASecondCloseDoesNothing) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "closed.zel";
+    appender a(path, true);
+    add(a, "one", "bytes");
+    a.close();
+    const std::string closed = read_file(path);
+    EXPECT_NE(archive_image(path).toc_text().find("name=\"one\""), std::string::npos);
+    a.close();
+    EXPECT_EQ(read_file(path), closed);
 }
 
 }  // namespace

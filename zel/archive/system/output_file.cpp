@@ -28,6 +28,7 @@ bool output_file::open(const std::filesystem::path& path, open_mode mode) {
         return false;
     }
     failed_ = false;
+    error_ = 0;
     buffer_.resize(buffer_size);
     buffered_ = 0;
     return true;
@@ -73,7 +74,7 @@ void output_file::write(const char* data, std::size_t size) {
 void output_file::seek(std::uint64_t position) {
     flush();
     if (!failed_ && ::lseek(fd_, static_cast<off_t>(position), SEEK_SET) < 0) {
-        failed_ = true;
+        fail(errno);
     }
 }
 
@@ -83,10 +84,17 @@ void output_file::close() {
     }
     flush();
     if (::close(fd_) != 0 && errno != EINTR) {
-        failed_ = true;
+        fail(errno);
     }
     fd_ = -1;
     buffer_ = std::vector<char>();
+}
+
+void output_file::fail(int error) {
+    if (!failed_) {
+        failed_ = true;
+        error_ = error;
+    }
 }
 
 void output_file::flush() {
@@ -103,7 +111,8 @@ void output_file::write_out(const char* data, std::size_t size) {
             continue;
         }
         if (n <= 0) {
-            failed_ = true;
+            // A write that takes nothing and reports no error is a full disk.
+            fail(n < 0 ? errno : ENOSPC);
             return;
         }
         data += n;

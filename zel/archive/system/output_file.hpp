@@ -6,8 +6,9 @@
 //
 // Failures are not reported at the call: the first failed system call puts
 // the object in a failed state in which every further write and seek does
-// nothing, and the owner asks failed() when it matters (before writing the
-// table of contents).
+// nothing, and keeps that call's error number; the owner asks failed() and
+// error() when it matters (before writing the table of contents, and after
+// the close).
 #pragma once
 
 #include <cstddef>
@@ -46,13 +47,17 @@ class output_file {
 
     bool is_open() const { return fd_ >= 0; }
     bool failed() const { return failed_; }
+    // The error number of the first failed call; 0 if none failed.
+    int error() const { return error_; }
 
   private:
     void flush();
     void write_out(const char* data, std::size_t size);
+    void fail(int error);
 
     int fd_ = -1;
     bool failed_ = false;
+    int error_ = 0;
     std::vector<char> buffer_;
     std::size_t buffered_ = 0;
 };
