@@ -48,6 +48,7 @@ inline constexpr std::string_view empty_entry_name = "Can't add an entry with an
 inline constexpr std::string_view cannot_open_for_write = "unable to open file for write: ";
 inline constexpr std::string_view cannot_open_for_update = "unable to open file for read+write: ";
 inline constexpr std::string_view file_missing = " does not exist for archive open";
+inline constexpr std::string_view cannot_read_file = "unable to read file ";
 inline constexpr std::string_view cannot_write = "unable to write zel file ";
 inline constexpr std::string_view cause_separator = ": ";
 
