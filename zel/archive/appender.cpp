@@ -130,6 +130,16 @@ std::string zel_archive_file_appender<traits>::add_entry(const std::string& name
     if (name.empty()) {
         throw zel_archive_exception(std::string(texts::empty_entry_name));
     }
+    if (!is_toc_text(name)) {
+        throw zel_archive_exception(std::string(texts::entry_name_holds_nul));
+    }
+    if (data == nullptr) {
+        if (size != 0) {
+            throw zel_archive_exception(std::string(texts::cannot_add_entry) + name +
+                                        std::string(texts::entry_bytes_at_null));
+        }
+        data = zeros;  // no byte of it is read
+    }
     entry* record = this->entry_pool_.make();
     std::vector<char> compressed;
     const char* stored = data;
@@ -186,6 +196,7 @@ template <class traits>
 void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry_name,
                                                         const std::string& param_name,
                                                         const generic_param& param) {
+    check_param(entry_name, param_name, param);
     entry* record;
     {
         const std::shared_lock lock(this->table_lock_);
@@ -201,6 +212,24 @@ void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry
         record->params = this->params_pool_.make();
     }
     record->params->add(param_name, param);
+}
+
+template <class traits>
+void zel_archive_file_appender<traits>::check_param(const std::string& entry_name,
+                                                    const std::string& param_name,
+                                                    const generic_param& param) {
+    std::string_view refusal;
+    if (!is_toc_element_name(param_name)) {
+        refusal = texts::param_name_not_xml;
+    } else if (!is_toc_text(param.value) || !is_toc_text(param.type) || !is_toc_text(param.unit) ||
+               !is_toc_text(param.tag)) {
+        refusal = texts::param_text_holds_nul;
+    } else {
+        return;
+    }
+    throw zel_archive_exception(std::string(texts::cannot_add_param) + param_name +
+                                std::string(texts::param_to_entry) + entry_name +
+                                std::string(refusal));
 }
 
 template <class traits>

@@ -22,6 +22,9 @@
 // (the table of contents no longer matches its hash); one that wrote nothing
 // yet leaves the archive as it was.
 //
+// Entry names and parameters must be such that the table of contents can
+// carry them: what it could not read back is refused when it is added.
+//
 // With the spin and std policies, entries may be added from several threads:
 // compression and hashing run outside all locks; the content, table and file
 // locks are then taken one after the other.
@@ -80,14 +83,17 @@ class zel_archive_file_appender : public zel_archive<traits> {
     // Stores size bytes at data under name, deflated if compress is set, and
     // returns the name under which those stored bytes can be read: name
     // itself, or the name of an earlier entry with the same stored bytes
-    // unless allowDup is set. Throws if name is taken.
+    // unless allowDup is set. Throws if name is taken, empty or holds a NUL
+    // byte. data may be null when size is 0.
     std::string add_entry(const std::string& name, const char* data, std::uint64_t size,
                           bool compress, bool allowDup);
     // The same for the whole contents of the file at path. Throws with the
     // path and the system's text if the file cannot be opened or read whole.
     std::string add_file_entry(const std::string& name, const std::filesystem::path& path,
                                bool compress, bool allowDup);
-    // Adds one parameter to an entry.
+    // Adds one parameter to an entry. Throws unless param_name is an XML name
+    // and the parameter's four texts hold no NUL byte: the table of contents
+    // could not be read back otherwise.
     void add_entry_param(const std::string& entry_name, const std::string& param_name,
                          const generic_param& param);
 
@@ -117,6 +123,9 @@ class zel_archive_file_appender : public zel_archive<traits> {
     // Writes the bytes at the write position; returns their offset.
     std::uint64_t place(const char* data, std::uint64_t size);
     void write_toc_and_header();
+    // Raises unless the table of contents can carry the parameter.
+    static void check_param(const std::string& entry_name, const std::string& param_name,
+                            const generic_param& param);
     // Raises the file's failure, if it has one.
     void check_file() const;
 

@@ -240,6 +240,102 @@ TEST(AppenderTest, FileThatCannotBeReadWholeIsRefusedWithTheSystemsText) {
     EXPECT_TRUE(names.empty());
 }
 
+// Bytes in names and texts that markup gives a meaning are escaped, and
+// read back as they were given.
+TEST(AppenderTest, NamesAndTextsTheTableCanCarryReadBackAsGiven) {
+    std::string every_byte;
+    for (int c = 1; c < 256; ++c) {
+        every_byte += static_cast<char>(c);
+    }
+    const std::vector<std::string> texts = {
+        every_byte,         "<a>&amp;</a>",     "'\"", "]]>", "\r\n\t.",
+        " lead and trail ", "\xC3\xA9t\xC3\xA9"};
+    const std::vector<std::string> param_names = {"a", "_x", ":x", "a.b-c_d:e9",
+                                                  "\xC3\xA9t\xC3\xA9"};
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "names.zel";
+    {
+        appender a(path, true);
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            add(a, texts[i], "bytes " + std::to_string(i));
+            generic_param param;
+            param.create(texts[i], texts[(i + 1) % texts.size()]);
+            param.set_unit(texts[(i + 2) % texts.size()]);
+            param.set_tag(texts[(i + 3) % texts.size()]);
+            a.add_entry_param(texts[i], param_names[i % param_names.size()], param);
+        }
+    }
+    const zel_archive_file_reader reader(path);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        SCOPED_TRACE(i);
+        const auto bytes = reader.get_entry(texts[i]);
+        EXPECT_EQ(std::string(bytes->data(), bytes->size()), "bytes " + std::to_string(i));
+        const generic_param* param =
+            reader.get_entry_params(texts[i])->find(param_names[i % param_names.size()]);
+        ASSERT_NE(param, nullptr);
+        EXPECT_EQ(param->value, texts[i]);
+        EXPECT_EQ(param->type, texts[(i + 1) % texts.size()]);
+        EXPECT_EQ(param->unit, texts[(i + 2) % texts.size()]);
+        EXPECT_EQ(param->tag, texts[(i + 3) % texts.size()]);
+    }
+}
+
+// What the table of contents could not read back is refused when it is
+// added, and the archive stays readable.
+TEST(AppenderTest, WhatTheTableCannotCarryIsRefusedAtTheDoor) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "door.zel";
+    const std::string nul(1, '\0');
+    {
+        appender a(path, true);
+        add(a, "e", "bytes");
+        EXPECT_EQ(what_of([&] { add(a, "a" + nul + "b", "other bytes"); }),
+                  archive_message("Can't add an entry whose name holds a NUL byte"));
+        EXPECT_EQ(
+            what_of([&] { a.add_entry("n", nullptr, 3, false, false); }),
+            archive_message("Can't add entry with name \"n\": its bytes are at a null pointer"));
+
+        const std::string bad_names[] = {"",     "1a",  "-a",  ".a",  "a b",          "a\tb",
+                                         "a\nb", "a<b", "a>b", "a/b", "a?b",          "a=b",
+                                         "a\"b", "a'b", "a&b", "a!b", "a" + nul + "b"};
+        for (const std::string& name : bad_names) {
+            EXPECT_EQ(what_of([&] { a.add_entry_param("e", name, generic_param(1)); }),
+                      archive_message("Can't add parameter \"" + name +
+                                      "\" to entry \"e\": a parameter name must be an XML name"))
+                << name;
+        }
+        generic_param value, type, unit, tag;
+        value.create("1" + nul, "integer");
+        type.create("1", "integer" + nul);
+        unit.set_unit(nul);
+        tag.set_tag("t" + nul);
+        for (const generic_param& param : {value, type, unit, tag}) {
+            EXPECT_EQ(what_of([&] { a.add_entry_param("e", "p", param); }),
+                      archive_message("Can't add parameter \"p\" to entry \"e\": a parameter's "
+                                      "value, type, unit and tag must hold no NUL byte"));
+        }
+    }
+    const zel_archive_file_reader reader(path);
+    std::vector<std::string> names;
+    reader.list_entries(names);
+    EXPECT_EQ(names, std::vector<std::string>{"e"});
+    EXPECT_EQ(reader.get_entry_params("e")->size(), 4u);  // the four fields alone
+}
+
+TEST(AppenderTest, NullBytesOfSizeZeroAreAnEmptyPayload) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "null.zel";
+    {
+        appender a(path, true);
+        EXPECT_EQ(a.add_entry("stored", nullptr, 0, false, false), "stored");
+        EXPECT_EQ(a.add_entry("compressed", nullptr, 0, true, false), "compressed");
+    }
+    const archive_image image(path);
+    EXPECT_EQ(image.stored("stored"), "");
+    EXPECT_EQ(image.record("stored").hash, 0xDEADBF10DEADBF10ull);
+    EXPECT_EQ(image.stored("compressed"), std::string("\x78\x01\x03\x00\x00\x00\x00\x01", 8));
+}
+
 TEST(AppenderTest, ReopenedArchiveKeepsItsEntriesAndRepeatsTheirFields) {
     const testing::scratch_directory dir;
     const auto path = dir.path() / "reopen.zel";

@@ -45,6 +45,14 @@ inline constexpr std::string_view cannot_find_entry = "Can't find entry with nam
 inline constexpr std::string_view cannot_add_entry = "Can't add entry with name \"";
 inline constexpr std::string_view entry_exists = "\": entry already exists";
 inline constexpr std::string_view empty_entry_name = "Can't add an entry with an empty name";
+inline constexpr std::string_view entry_name_holds_nul =
+    "Can't add an entry whose name holds a NUL byte";
+inline constexpr std::string_view entry_bytes_at_null = "\": its bytes are at a null pointer";
+inline constexpr std::string_view cannot_add_param = "Can't add parameter \"";
+inline constexpr std::string_view param_to_entry = "\" to entry \"";
+inline constexpr std::string_view param_name_not_xml = "\": a parameter name must be an XML name";
+inline constexpr std::string_view param_text_holds_nul =
+    "\": a parameter's value, type, unit and tag must hold no NUL byte";
 inline constexpr std::string_view cannot_open_for_write = "unable to open file for write: ";
 inline constexpr std::string_view cannot_open_for_update = "unable to open file for read+write: ";
 inline constexpr std::string_view file_missing = " does not exist for archive open";
