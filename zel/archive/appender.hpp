@@ -46,6 +46,7 @@
 #include "zel/archive/system/output_file.hpp"
 #include "zel/archive/zel_archive.hpp"
 #include "zel/foundation/generic_param.hpp"
+#include "zel/foundation/hash.hpp"
 
 namespace vorn::zela {
 
@@ -106,11 +107,13 @@ class zel_archive_file_appender : public zel_archive<traits> {
         std::uint64_t hash = 0;
         friend bool operator==(const content_key&, const content_key&) = default;
     };
-    // The key's hash word already spreads the bytes; hashing the size alone
-    // would put every entry of one size into one probe chain.
+    // Both words, mixed: keys read from an archive's table of contents are
+    // whatever that file says, and a plain combination of the two lets
+    // crafted keys (a hash equal to its size, say) fall into one probe chain.
+    // The table is never iterated, so its hash decides no bytes of a file.
     struct content_key_hash {
         std::size_t operator()(const content_key& key) const {
-            return static_cast<std::size_t>(key.hash ^ key.csize);
+            return static_cast<std::size_t>(hash_words(key.csize, key.hash));
         }
     };
     using content_table_type = google::dense_hash_map<content_key, std::string, content_key_hash>;
