@@ -40,6 +40,9 @@ inline constexpr std::string_view toc_too_deep_prefix =
     "table of contents nests elements deeper than ";
 inline constexpr std::string_view toc_too_deep_suffix = " levels";
 
+// Between a message and the system's text for its cause.
+inline constexpr std::string_view cause_separator = ": ";
+
 // Finding and adding entries.
 inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
 inline constexpr std::string_view cannot_add_entry = "Can't add entry with name \"";
@@ -58,14 +61,12 @@ inline constexpr std::string_view cannot_open_for_update = "unable to open file 
 inline constexpr std::string_view file_missing = " does not exist for archive open";
 inline constexpr std::string_view cannot_read_file = "unable to read file ";
 inline constexpr std::string_view cannot_write = "unable to write zel file ";
-inline constexpr std::string_view cause_separator = ": ";
 
 // Opening an archive for reading and reading its entries.
 inline constexpr std::string_view reader_file_prefix = "zel file ";
 inline constexpr std::string_view reader_file_missing = " not found on local filesystem";
 inline constexpr std::string_view reader_cannot_map =
     "could not create memory mapping to zel file ";
-inline constexpr std::string_view reader_cause_separator = ": ";
 inline constexpr std::string_view incomplete_header = "incomplete zel header";
 inline constexpr std::string_view truncated_before_toc = "zel file truncated before the TOC";
 inline constexpr std::string_view closing_quote = "\"";
