@@ -387,9 +387,11 @@ TEST(AppenderTest, TruncateDecidesBetweenNewAndExisting) {
     { appender a(path, true); }
     EXPECT_EQ(archive_image(path).get_entry_key("x"), binary_identity{});
 
-    const auto not_there = dir.path() / "no" / "such" / "dir.zel";
-    EXPECT_EQ(what_of([&] { appender a(not_there, true); }),
-              archive_message("unable to open file for write: " + not_there.string()));
+    // Neither a missing directory nor a directory can be written as a file.
+    for (const auto& not_a_file : {dir.path() / "no" / "such" / "dir.zel", dir.path()}) {
+        EXPECT_EQ(what_of([&] { appender a(not_a_file, true); }),
+                  archive_message("unable to open file for write: " + not_a_file.string()));
+    }
 }
 
 TEST(AppenderTest, ListAndKeys) {

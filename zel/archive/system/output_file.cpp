@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cinttypes>
@@ -75,10 +76,15 @@ bool output_file::open_temporary(const std::filesystem::path& target) {
             target_ = resolved;
         }
     }
-    // The new file takes the permissions of the one it replaces, as a file
-    // rewritten in place would keep them.
+    // A target that could not be opened for writing is not replaced either,
+    // and the new file takes the permissions of the one it replaces, as a
+    // file rewritten in place would keep them.
     struct stat old;
-    const bool replaces_a_file = ::stat(target_.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    const bool replaces_a_file = ::stat(target_.c_str(), &old) == 0;
+    if (replaces_a_file && (S_ISDIR(old.st_mode) || ::access(target_.c_str(), W_OK) != 0)) {
+        error_ = S_ISDIR(old.st_mode) ? EISDIR : errno;
+        return false;
+    }
 
     std::random_device random;
     for (int attempt = 0; attempt < temporary_attempts; ++attempt) {
@@ -88,7 +94,7 @@ bool output_file::open_temporary(const std::filesystem::path& target) {
             return calls_.open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         });
         if (descriptor_ >= 0) {
-            if (replaces_a_file) {
+            if (replaces_a_file && S_ISREG(old.st_mode)) {
                 calls_.fchmod(descriptor_, old.st_mode & 07777);
             }
             return true;
