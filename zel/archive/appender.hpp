@@ -17,10 +17,10 @@
 //
 // An existing archive opened to be extended is written in place: the new
 // entries overwrite its table of contents, and the header on disk goes on
-// pointing there until the close. An extension that fails, is abandoned or
-// dies after its first new entry leaves a file that every reader refuses
-// (the table of contents no longer matches its hash); one that wrote nothing
-// yet leaves the archive as it was.
+// pointing there until the close. An extension that is abandoned, or fails
+// or dies after its first new entry and before its header is written, leaves
+// a file that every reader refuses (the table of contents no longer matches
+// its hash); one that wrote nothing yet leaves the archive as it was.
 //
 // Entry names and parameters must be such that the table of contents can
 // carry them: what it could not read back is refused when it is added.
