@@ -17,7 +17,9 @@ int run_cat(const std::vector<std::string>& args) {
     const auto bytes =
         parsed.has("--raw") ? reader.get_raw_entry(operands[1]) : reader.get_entry(operands[1]);
     const auto size = static_cast<std::size_t>(bytes->size());
-    if (std::fwrite(bytes->data(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
+    // An empty payload may have no storage at all: no pointer to pass.
+    if ((size != 0 && std::fwrite(bytes->data(), 1, size, stdout) != size) ||
+        std::fflush(stdout) != 0) {
         throw std::runtime_error("cannot write to standard output");
     }
     return exit_success;

@@ -5,6 +5,7 @@
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
 #include "tools/file_order.hpp"
+#include "tools/printable.hpp"
 #include "zel/archive/file_reader.hpp"
 
 namespace vorn::zel_tool {
@@ -24,7 +25,8 @@ int run_ls(const std::vector<std::string>& args) {
         const auto& r = *e.record;
         const std::uint64_t size = r.dsize == 0 ? r.csize : r.dsize;
         std::printf("%12" PRIu64 " %12" PRIu64 " %12" PRIu64 "  %016" PRIx64 "  %-8s  %s\n", r.off,
-                    r.csize, size, r.hash, r.dsize == 0 ? "stored" : "deflated", e.name.c_str());
+                    r.csize, size, r.hash, r.dsize == 0 ? "stored" : "deflated",
+                    printable(e.name).c_str());
         stored += r.csize;
         payload += size;
     }

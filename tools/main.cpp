@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/command.hpp"
+#include "tools/printable.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace {
@@ -39,23 +40,22 @@ void print_help(const command& c) {
     std::printf("usage: zel %s %s\n\n%s", c.name, c.usage, c.description);
 }
 
-// The first line of a message, and not too much of it: a parse error quotes
-// the rest of the text it failed on.
+// A message on one line, and not too much of it: a parse error quotes the
+// rest of the text it failed on, and names may hold line feeds.
 std::string one_line(const std::string& message) {
     constexpr std::size_t most = 300;
-    std::string line = message.substr(0, message.find_first_of("\r\n"));
-    if (line.size() > most) {
-        line.resize(most);
-        line += "...";
+    if (message.size() > most) {
+        return printable(std::string_view(message).substr(0, most)) + "...";
     }
-    return line;
+    return printable(message);
 }
 
 int run(const command& c, const std::vector<std::string>& args) {
     try {
         return c.run(args);
     } catch (const usage_error& e) {
-        std::fprintf(stderr, "zel %s: %s\nusage: zel %s %s\n", c.name, e.what(), c.name, c.usage);
+        std::fprintf(stderr, "zel %s: %s\nusage: zel %s %s\n", c.name, one_line(e.what()).c_str(),
+                     c.name, c.usage);
         return exit_usage;
     } catch (const vorn::vorn_exception& e) {
         std::fprintf(stderr, "zel %s: %s\n", c.name, one_line(e.message()).c_str());
@@ -84,7 +84,8 @@ int main(int argc, char** argv) {
     }
     const command* c = find_command(args[0]);
     if (c == nullptr) {
-        std::fprintf(stderr, "zel: no command \"%s\"; zel --help lists them\n", args[0].c_str());
+        std::fprintf(stderr, "zel: no command \"%s\"; zel --help lists them\n",
+                     one_line(args[0]).c_str());
         return exit_usage;
     }
     const std::vector<std::string> rest(args.begin() + 1, args.end());

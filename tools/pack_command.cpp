@@ -4,7 +4,11 @@
 // a directory adds every file below it, in the order of their names. Files are
 // deflated unless their extension is one that --store names. Equal stored
 // bytes are written once: a file whose bytes are already in the package adds
-// no entry of its own, and its bytes are read under the earlier name.
+// no entry of its own, and its bytes are read under the earlier name. An empty
+// file is stored as given: deflated, it would read back as its stream.
+//
+// The package is written beside the old one and takes its place only when it
+// is complete; if anything fails, the old package stays as it was.
 #include <algorithm>
 #include <cctype>
 #include <cinttypes>
@@ -16,6 +20,7 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/printable.hpp"
 #include "zel/archive/appender.hpp"
 
 namespace vorn::zel_tool {
@@ -77,20 +82,23 @@ pack_totals add_files(appender& a, const std::vector<input_file>& files,
                       const std::vector<std::string>& stored_extensions) {
     pack_totals totals;
     for (const input_file& f : files) {
+        std::error_code unknown;  // the reading tells what is wrong with the file
+        const std::uintmax_t size = fs::file_size(f.path, unknown);
         const bool compress =
+            size != 0 &&
             std::find(stored_extensions.begin(), stored_extensions.end(),
                       extension_key(f.path.extension().string())) == stored_extensions.end();
         const std::string name = a.add_file_entry(f.name, f.path, compress, false);
         const std::uint64_t stored = a.get_entry_key(name).size;
         if (name != f.name) {
             std::printf("  %-8s %12" PRIu64 " bytes, same as %s: %s\n", "kept", stored,
-                        name.c_str(), f.name.c_str());
+                        printable(name).c_str(), printable(f.name).c_str());
             totals.saved += stored;
             continue;
         }
-        std::printf("  %-8s %12" PRIu64 " -> %" PRIu64 " bytes: %s\n",
-                    compress ? "deflated" : "stored",
-                    static_cast<std::uint64_t>(fs::file_size(f.path)), stored, f.name.c_str());
+        std::printf(
+            "  %-8s %12" PRIu64 " -> %" PRIu64 " bytes: %s\n", compress ? "deflated" : "stored",
+            static_cast<std::uint64_t>(unknown ? 0 : size), stored, printable(f.name).c_str());
         ++totals.entries;
     }
     return totals;
@@ -107,21 +115,23 @@ int run_pack(const std::vector<std::string>& args) {
     const auto files =
         input_files(std::vector<std::string>(operands.begin() + 1, operands.end()), package);
 
+    appender a(package, true);
     pack_totals totals;
     try {
-        // The appender writes the table of contents and the header when it
-        // is destroyed; only then is the package complete.
-        appender a(package, true);
         totals = add_files(a, files, stored_extensions);
+        a.close();
     } catch (...) {
-        std::error_code ignored;
-        fs::remove(package, ignored);  // no half-made package is left behind
+        // The destructor would put what was added so far in the old
+        // package's place.
+        a.abandon();
         throw;
     }
+    std::error_code unknown;
+    const std::uintmax_t size = fs::file_size(package, unknown);
     std::printf("%s: %zu files in %zu entries, %" PRIu64 " bytes; deduplication saved %" PRIu64
                 " bytes\n",
-                package.string().c_str(), files.size(), totals.entries,
-                static_cast<std::uint64_t>(fs::file_size(package)), totals.saved);
+                printable(package.string()).c_str(), files.size(), totals.entries,
+                static_cast<std::uint64_t>(unknown ? 0 : size), totals.saved);
     return exit_success;
 }
 
@@ -131,9 +141,10 @@ const command pack_command = {
     "pack", "[--store EXT]... PACKAGE FILE...", "write a package from files",
     "Writes PACKAGE anew with one entry for each FILE, named by its path as given;\n"
     "a directory adds every file below it. Entries are deflated, except files with\n"
-    "an extension named by --store, which are kept as they are. A file whose bytes\n"
-    "are already in the package is not stored again: it is read under the name of\n"
-    "the first file with those bytes.\n\n"
+    "an extension named by --store, and empty files, which are kept as they are. A\n"
+    "file whose bytes are already in the package is not stored again: it is read\n"
+    "under the name of the first file with those bytes. If any file cannot be read\n"
+    "or the package cannot be written, PACKAGE is left as it was and the status is 1.\n\n"
     "  --store EXT   keep files ending in .EXT uncompressed; may be given more than once\n",
     run_pack};
 

@@ -13,6 +13,7 @@
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
 #include "tools/file_order.hpp"
+#include "tools/printable.hpp"
 #include "zel/archive/file_reader.hpp"
 #include "zel/archive/zel_archive_header.hpp"
 #include "zel/archive/zlib_stream.hpp"
@@ -51,7 +52,7 @@ class package_check {
     static std::uint64_t end_of(const placed_entry& e) { return e.record->off + e.record->csize; }
 
     void report(const std::string& name, const std::string& problem) {
-        std::printf("entry %s: %s\n", name.c_str(), problem.c_str());
+        std::printf("entry %s: %s\n", printable(name).c_str(), printable(problem).c_str());
         ++problems_;
     }
 
@@ -125,12 +126,12 @@ int run_verify(const std::vector<std::string>& args) {
     reader.list_entries(names);
     const std::size_t problems = package_check(reader).run();
     if (problems != 0) {
-        std::printf("%s: %zu %s in %zu entries\n", package.c_str(), problems,
+        std::printf("%s: %zu %s in %zu entries\n", printable(package).c_str(), problems,
                     problems == 1 ? "problem" : "problems", names.size());
         return exit_failure;
     }
-    std::printf("%s: header, table of contents and %zu %s sound\n", package.c_str(), names.size(),
-                names.size() == 1 ? "entry is" : "entries are");
+    std::printf("%s: header, table of contents and %zu %s sound\n", printable(package).c_str(),
+                names.size(), names.size() == 1 ? "entry is" : "entries are");
     return exit_success;
 }
 

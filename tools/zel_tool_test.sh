@@ -64,6 +64,42 @@ expect 1 "$zel" cat demo.zel no/such/entry
 expect 1 "$zel" pack out.zel in/no-such-file
 [ ! -e out.zel ] && pass || fail "a failed pack left its package behind"
 
+# A pack that fails leaves the package that was there as it was, says why in
+# one line, exits 1 and leaves no temporary behind: a missing input, an input
+# that cannot be read, a file-size limit (a full disk).
+cp demo.zel before.zel
+expect 1 "$zel" pack demo.zel in/notes.txt in/no-such-file
+grep -q "^zel pack: .*in/no-such-file does not exist for archive open$" err.txt && pass || fail "$(cat err.txt)"
+expect 1 "$zel" pack demo.zel in/notes.txt /proc/self/mem
+grep -q "^zel pack: .*unable to read file /proc/self/mem: Input/output error$" err.txt && pass || fail "$(cat err.txt)"
+head -c 300000 /dev/urandom >big.bin
+expect 1 bash -c 'ulimit -f 64; trap "" XFSZ; exec "$0" pack demo.zel big.bin' "$zel"
+grep -q "^zel pack: .*unable to write zel file demo.zel: File too large$" err.txt && pass || fail "$(cat err.txt)"
+[ "$(wc -l <err.txt)" -eq 1 ] && pass || fail "more than one line: $(cat err.txt)"
+cmp -s demo.zel before.zel && pass || fail "a failed pack changed the old package"
+ls ./*.tmp >/dev/null 2>&1 && fail "a failed pack left a temporary: $(ls ./*.tmp)" || pass
+
+# An empty file is stored as given and reads back empty.
+: >empty.txt
+expect 0 "$zel" pack empty.zel empty.txt
+expect 0 "$zel" ls empty.zel
+grep -Eq "^ +48 +0 +0  deadbf10deadbf10  stored +empty.txt$" out.txt && pass || fail "ls: $(cat out.txt)"
+expect 0 "$zel" cat empty.zel empty.txt
+[ ! -s out.txt ] && pass || fail "cat of an empty entry wrote $(wc -c <out.txt) bytes"
+
+# Control characters in names reach no terminal: ls, pack and the messages
+# escape them, and a name keeps to one row.
+odd=$(printf 'in/esc\033[31m\nrow\\')
+cp in/notes.txt "$odd"
+expect 0 "$zel" pack odd.zel "$odd"
+grep -qF 'in/esc\x1b[31m\nrow\\' out.txt && pass || fail "pack: $(cat out.txt)"
+expect 0 "$zel" ls odd.zel
+[ "$(wc -l <out.txt)" -eq 3 ] && pass || fail "ls rows split: $(cat out.txt)"
+grep -qF 'in/esc\x1b[31m\nrow\\' out.txt && pass || fail "ls: $(cat out.txt)"
+expect 1 "$zel" cat odd.zel "x$odd"
+grep -qF 'name "xin/esc\x1b[31m\nrow\\"' err.txt && pass || fail "cat: $(cat err.txt)"
+grep -q "$(printf '\033')" out.txt err.txt && fail "an escape reached the terminal" || pass
+
 expect 0 "$zel" --help
 expect 0 "$zel" pack --help
 grep -q "^usage: zel pack" out.txt && pass || fail "pack --help: $(head -1 out.txt)"

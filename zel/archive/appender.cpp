@@ -1,13 +1,12 @@
 #include "zel/archive/appender.hpp"
 
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <shared_mutex>
 #include <vector>
 
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/toc_writer.hpp"
+#include "zel/archive/system/file_contents.hpp"
 #include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
 
@@ -29,20 +28,36 @@ std::vector<char> deflated(const char* data, std::uint64_t size) {
     return out;
 }
 
+// The message of a failed system call on the file at path.
+std::string failure_text(std::string_view what, const std::filesystem::path& path, int error) {
+    return std::string(what) + path.string() + std::string(texts::cause_separator) +
+           system::mmap::system_error_text(static_cast<std::uint32_t>(error));
+}
+
 }  // namespace
 
 template <class traits>
-zel_archive_file_appender<traits>::zel_archive_file_appender()
-    : content_table_(std::make_unique<content_table_type>()) {
+zel_archive_file_appender<traits>::zel_archive_file_appender(system::file_system_calls& calls)
+    : content_table_(std::make_unique<content_table_type>()), calls_(&calls), file_(calls) {
     content_table_->set_empty_key(content_key{0, 0});
     content_table_->set_deleted_key(content_key{~std::uint64_t{0}, 0});
     content_table_->set_resizing_parameters(0.2f, 0.5f);
 }
 
 template <class traits>
+zel_archive_file_appender<traits>::zel_archive_file_appender()
+    : zel_archive_file_appender(system::file_system_calls::system()) {}
+
+template <class traits>
 zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesystem::path& path,
                                                              bool truncate)
-    : zel_archive_file_appender() {
+    : zel_archive_file_appender(path, truncate, system::file_system_calls::system()) {}
+
+template <class traits>
+zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesystem::path& path,
+                                                             bool truncate,
+                                                             system::file_system_calls& calls)
+    : zel_archive_file_appender(calls) {
     std::error_code ignored;
     if (truncate || !std::filesystem::exists(path, ignored)) {
         open_new(path);
@@ -54,7 +69,7 @@ zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesyst
 template <class traits>
 void zel_archive_file_appender<traits>::open_new(const std::filesystem::path& path) {
     path_ = path;
-    if (!file_.open(path, system::output_file::open_mode::create)) {
+    if (!file_.open(path, system::output_file::open_mode::replace)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_write) + path.string());
     }
     // The header's bytes are left unwritten until the close.
@@ -115,6 +130,16 @@ std::string zel_archive_file_appender<traits>::add_entry(const std::string& name
     if (name.empty()) {
         throw zel_archive_exception(std::string(texts::empty_entry_name));
     }
+    if (!is_toc_text(name)) {
+        throw zel_archive_exception(std::string(texts::entry_name_holds_nul));
+    }
+    if (data == nullptr) {
+        if (size != 0) {
+            throw zel_archive_exception(std::string(texts::cannot_add_entry) + name +
+                                        std::string(texts::entry_bytes_at_null));
+        }
+        data = zeros;  // no byte of it is read
+    }
     entry* record = this->entry_pool_.make();
     std::vector<char> compressed;
     const char* stored = data;
@@ -161,9 +186,8 @@ std::string zel_archive_file_appender<traits>::add_file_entry(const std::string&
         throw zel_archive_exception(path.string() + std::string(texts::file_missing));
     }
     std::vector<char> bytes;
-    {
-        std::ifstream file(path, std::ios::binary);
-        bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    if (const int error = system::read_file_contents(*calls_, path, bytes); error != 0) {
+        throw zel_archive_exception(failure_text(texts::cannot_read_file, path, error));
     }
     return add_entry(name, bytes.data(), bytes.size(), compress, allowDup);
 }
@@ -172,6 +196,7 @@ template <class traits>
 void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry_name,
                                                         const std::string& param_name,
                                                         const generic_param& param) {
+    check_param(entry_name, param_name, param);
     entry* record;
     {
         const std::shared_lock lock(this->table_lock_);
@@ -187,6 +212,24 @@ void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry
         record->params = this->params_pool_.make();
     }
     record->params->add(param_name, param);
+}
+
+template <class traits>
+void zel_archive_file_appender<traits>::check_param(const std::string& entry_name,
+                                                    const std::string& param_name,
+                                                    const generic_param& param) {
+    std::string_view refusal;
+    if (!is_toc_element_name(param_name)) {
+        refusal = texts::param_name_not_xml;
+    } else if (!is_toc_text(param.value) || !is_toc_text(param.type) || !is_toc_text(param.unit) ||
+               !is_toc_text(param.tag)) {
+        refusal = texts::param_text_holds_nul;
+    } else {
+        return;
+    }
+    throw zel_archive_exception(std::string(texts::cannot_add_param) + param_name +
+                                std::string(texts::param_to_entry) + entry_name +
+                                std::string(refusal));
 }
 
 template <class traits>
@@ -215,10 +258,7 @@ void zel_archive_file_appender<traits>::write_toc_and_header() {
 template <class traits>
 void zel_archive_file_appender<traits>::check_file() const {
     if (file_.failed()) {
-        throw zel_archive_exception(
-            std::string(texts::cannot_write) + path_.string() +
-            std::string(texts::cause_separator) +
-            system::mmap::system_error_text(static_cast<std::uint32_t>(file_.error())));
+        throw zel_archive_exception(failure_text(texts::cannot_write, path_, file_.error()));
     }
 }
 
@@ -232,11 +272,16 @@ void zel_archive_file_appender<traits>::close() {
             write_toc_and_header();
         }
     } catch (...) {
-        file_.close();
+        file_.abandon();
         throw;
     }
     file_.close();
     check_file();
+}
+
+template <class traits>
+void zel_archive_file_appender<traits>::abandon() noexcept {
+    file_.abandon();
 }
 
 template <class traits>
@@ -245,8 +290,8 @@ zel_archive_file_appender<traits>::~zel_archive_file_appender() {
     try {
         close();
     } catch (...) {
-        // Nothing may leave a destructor. Without its header the file is
-        // refused by every reader, which is the one way left to tell.
+        // Nothing may leave a destructor. The close has put nothing in a new
+        // archive's place, and left an extended one without its header.
     }
 }
 

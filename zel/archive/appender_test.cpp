@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "zel/archive/archive_image_test.hpp"
+#include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
@@ -149,15 +152,17 @@ TEST(AppenderTest, OutcomesOfAddingBytes) {
         std::string bytes;
         bool allow_dup;
         std::string returned;  // empty: raises "entry already exists"
+        // Every entry of the closed archive, sorted; a refused name is
+        // followed by "later", an entry made of the bytes it offered.
         std::vector<std::string> entries;
     };
     const row rows[] = {
         {"new bytes, new name", "b", fresh_bytes, false, "b", {"a", "b"}},
-        {"new bytes, name taken", "a", fresh_bytes, false, "", {"a"}},
+        {"new bytes, name taken", "a", fresh_bytes, false, "", {"a", "later"}},
         {"known bytes, new name", "b", known_bytes, false, "a", {"a"}},
         {"known bytes, other name taken", "c", known_bytes, false, "a", {"a", "c"}},
         {"known bytes, new name, dup allowed", "b", known_bytes, true, "b", {"a", "b"}},
-        {"known bytes, name taken, dup allowed", "a", known_bytes, true, "", {"a"}},
+        {"known bytes, name taken, dup allowed", "a", known_bytes, true, "", {"a", "later"}},
     };
     for (const row& r : rows) {
         SCOPED_TRACE(r.what);
@@ -183,6 +188,10 @@ TEST(AppenderTest, OutcomesOfAddingBytes) {
             }
         }
         const archive_image image(path);
+        std::vector<std::string> names;
+        image.list_entries(names);
+        std::sort(names.begin(), names.end());
+        EXPECT_EQ(names, r.entries);
         for (const std::string& name : r.entries) {
             EXPECT_NE(image.get_entry_key(name), binary_identity{}) << name;
         }
@@ -219,6 +228,112 @@ TEST(AppenderTest, FilesAreAddedWhole) {
     }
     const archive_image image(path);
     EXPECT_EQ(image.payload("binaries/source.bin"), content);
+}
+
+TEST(AppenderTest, FileThatCannotBeReadWholeIsRefusedWithTheSystemsText) {
+    const testing::scratch_directory dir;
+    appender a(dir.path() / "files.zel", true);
+    EXPECT_EQ(what_of([&] { a.add_file_entry("d", dir.path(), true, false); }),
+              archive_message("unable to read file " + dir.path().string() + ": Is a directory"));
+    std::vector<std::string> names;
+    a.list_entries(names);
+    EXPECT_TRUE(names.empty());
+}
+
+// Bytes in names and texts that markup gives a meaning are escaped, and
+// read back as they were given.
+TEST(AppenderTest, NamesAndTextsTheTableCanCarryReadBackAsGiven) {
+    std::string every_byte;
+    for (int c = 1; c < 256; ++c) {
+        every_byte += static_cast<char>(c);
+    }
+    const std::vector<std::string> texts = {
+        every_byte,         "<a>&amp;</a>",     "'\"", "]]>", "\r\n\t.",
+        " lead and trail ", "\xC3\xA9t\xC3\xA9"};
+    const std::vector<std::string> param_names = {"a", "_x", ":x", "a.b-c_d:e9",
+                                                  "\xC3\xA9t\xC3\xA9"};
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "names.zel";
+    {
+        appender a(path, true);
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            add(a, texts[i], "bytes " + std::to_string(i));
+            generic_param param;
+            param.create(texts[i], texts[(i + 1) % texts.size()]);
+            param.set_unit(texts[(i + 2) % texts.size()]);
+            param.set_tag(texts[(i + 3) % texts.size()]);
+            a.add_entry_param(texts[i], param_names[i % param_names.size()], param);
+        }
+    }
+    const zel_archive_file_reader reader(path);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        SCOPED_TRACE(i);
+        const auto bytes = reader.get_entry(texts[i]);
+        EXPECT_EQ(std::string(bytes->data(), bytes->size()), "bytes " + std::to_string(i));
+        const generic_param* param =
+            reader.get_entry_params(texts[i])->find(param_names[i % param_names.size()]);
+        ASSERT_NE(param, nullptr);
+        EXPECT_EQ(param->value, texts[i]);
+        EXPECT_EQ(param->type, texts[(i + 1) % texts.size()]);
+        EXPECT_EQ(param->unit, texts[(i + 2) % texts.size()]);
+        EXPECT_EQ(param->tag, texts[(i + 3) % texts.size()]);
+    }
+}
+
+// What the table of contents could not read back is refused when it is
+// added, and the archive stays readable.
+TEST(AppenderTest, WhatTheTableCannotCarryIsRefusedAtTheDoor) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "door.zel";
+    const std::string nul(1, '\0');
+    {
+        appender a(path, true);
+        add(a, "e", "bytes");
+        EXPECT_EQ(what_of([&] { add(a, "a" + nul + "b", "other bytes"); }),
+                  archive_message("Can't add an entry whose name holds a NUL byte"));
+        EXPECT_EQ(
+            what_of([&] { a.add_entry("n", nullptr, 3, false, false); }),
+            archive_message("Can't add entry with name \"n\": its bytes are at a null pointer"));
+
+        const std::string bad_names[] = {"",     "1a",  "-a",  ".a",  "a b",          "a\tb",
+                                         "a\nb", "a<b", "a>b", "a/b", "a?b",          "a=b",
+                                         "a\"b", "a'b", "a&b", "a!b", "a" + nul + "b"};
+        for (const std::string& name : bad_names) {
+            EXPECT_EQ(what_of([&] { a.add_entry_param("e", name, generic_param(1)); }),
+                      archive_message("Can't add parameter \"" + name +
+                                      "\" to entry \"e\": a parameter name must be an XML name"))
+                << name;
+        }
+        generic_param value, type, unit, tag;
+        value.create("1" + nul, "integer");
+        type.create("1", "integer" + nul);
+        unit.set_unit(nul);
+        tag.set_tag("t" + nul);
+        for (const generic_param& param : {value, type, unit, tag}) {
+            EXPECT_EQ(what_of([&] { a.add_entry_param("e", "p", param); }),
+                      archive_message("Can't add parameter \"p\" to entry \"e\": a parameter's "
+                                      "value, type, unit and tag must hold no NUL byte"));
+        }
+    }
+    const zel_archive_file_reader reader(path);
+    std::vector<std::string> names;
+    reader.list_entries(names);
+    EXPECT_EQ(names, std::vector<std::string>{"e"});
+    EXPECT_EQ(reader.get_entry_params("e")->size(), 4u);  // the four fields alone
+}
+
+TEST(AppenderTest, NullBytesOfSizeZeroAreAnEmptyPayload) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "null.zel";
+    {
+        appender a(path, true);
+        EXPECT_EQ(a.add_entry("stored", nullptr, 0, false, false), "stored");
+        EXPECT_EQ(a.add_entry("compressed", nullptr, 0, true, false), "compressed");
+    }
+    const archive_image image(path);
+    EXPECT_EQ(image.stored("stored"), "");
+    EXPECT_EQ(image.record("stored").hash, 0xDEADBF10DEADBF10ull);
+    EXPECT_EQ(image.stored("compressed"), std::string("\x78\x01\x03\x00\x00\x00\x00\x01", 8));
 }
 
 TEST(AppenderTest, ReopenedArchiveKeepsItsEntriesAndRepeatsTheirFields) {
@@ -272,9 +387,11 @@ TEST(AppenderTest, TruncateDecidesBetweenNewAndExisting) {
     { appender a(path, true); }
     EXPECT_EQ(archive_image(path).get_entry_key("x"), binary_identity{});
 
-    const auto not_there = dir.path() / "no" / "such" / "dir.zel";
-    EXPECT_EQ(what_of([&] { appender a(not_there, true); }),
-              archive_message("unable to open file for write: " + not_there.string()));
+    // Neither a missing directory nor a directory can be written as a file.
+    for (const auto& not_a_file : {dir.path() / "no" / "such" / "dir.zel", dir.path()}) {
+        EXPECT_EQ(what_of([&] { appender a(not_a_file, true); }),
+                  archive_message("unable to open file for write: " + not_a_file.string()));
+    }
 }
 
 TEST(AppenderTest, ListAndKeys) {
@@ -290,12 +407,27 @@ TEST(AppenderTest, ListAndKeys) {
     EXPECT_EQ(a.get_entry_key("three"), binary_identity{});
 }
 
+// The names of the files in a directory, sorted.
+std::vector<std::string> files_in(const std::filesystem::path& dir) {
+    std::vector<std::string> names;
+    for (const auto& item : std::filesystem::directory_iterator(dir)) {
+        names.push_back(item.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 // A write beyond the file-size limit is raised by the close, with the path
-// and the system's text, and the file is left without a header, so every
-// reader refuses it. A destructor that closes reports nothing.
-TEST(AppenderTest, FailedWriteIsRaisedByTheClose) {
+// and the system's text; a destructor that closes reports nothing. Either
+// way the package that was there stays as it was, and no temporary is left.
+TEST(AppenderTest, FailedWriteIsRaisedByTheCloseAndTheOldPackageStays) {
     const testing::scratch_directory dir;
     const auto path = dir.path() / "full.zel";
+    {
+        appender a(path, true);
+        add(a, "old", "old bytes");
+    }
+    const std::string old_package = read_file(path);
     const auto write_beyond_the_limit = [&path](bool close_explicitly) {
         std::signal(SIGXFSZ, SIG_IGN);
         rlimit limit{};
@@ -320,12 +452,80 @@ TEST(AppenderTest, FailedWriteIsRaisedByTheClose) {
     for (const bool close_explicitly : {true, false}) {
         EXPECT_EXIT(write_beyond_the_limit(close_explicitly),
                     ::testing::ExitedWithCode(close_explicitly ? 3 : 0), "");
-        const std::string bytes = read_file(path);
-        ASSERT_GE(bytes.size(), 48u);
-        EXPECT_EQ(bytes.substr(0, 48), std::string(48, '\0'));
-        EXPECT_EQ(what_of([&] { appender a(path, false); }),
-                  archive_message("magic value incompatible... not a zel archive"));
+        EXPECT_EQ(read_file(path), old_package);
+        EXPECT_EQ(files_in(dir.path()), std::vector<std::string>{"full.zel"});
     }
+}
+
+// Until the close, the target is the package that was there; a reader that
+// has it mapped keeps reading its bytes after it was replaced.
+TEST(AppenderTest, NewArchiveTakesTheTargetsPlaceOnlyWhenClosed) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "scene.zel";
+    const std::string old_bytes = numbered_bytes(300000);
+    {
+        appender a(path, true);
+        add(a, "old", old_bytes);
+    }
+    const std::string old_package = read_file(path);
+    const zel_archive_file_reader old_reader(path);
+    const auto old_entry = old_reader.get_entry("old");
+
+    appender a(path, true);
+    add(a, "new", "new bytes");
+    EXPECT_EQ(read_file(path), old_package);
+    const std::vector<std::string> during = files_in(dir.path());
+    ASSERT_EQ(during.size(), 2u);
+    EXPECT_EQ(during[0], "scene.zel");
+    // "scene.zel." then 12 hexadecimal digits and ".tmp"
+    EXPECT_EQ(during[1].size(), std::string("scene.zel.").size() + 12 + 4) << during[1];
+    EXPECT_TRUE(during[1].starts_with("scene.zel.") && during[1].ends_with(".tmp")) << during[1];
+
+    a.close();
+    EXPECT_EQ(files_in(dir.path()), std::vector<std::string>{"scene.zel"});
+    const auto new_entry = zel_archive_file_reader(path).get_entry("new");
+    EXPECT_EQ(std::string(new_entry->data(), new_entry->size()), "new bytes");
+    EXPECT_EQ(std::string(old_entry->data(), old_entry->size()), old_bytes);
+}
+
+TEST(AppenderTest, AbandonedArchiveLeavesTheTargetAsItWas) {
+    const testing::scratch_directory dir;
+    const auto path = dir.path() / "kept.zel";
+    const auto missing = dir.path() / "missing.zel";
+    {
+        appender a(path, true);
+        add(a, "old", "old bytes");
+    }
+    const std::string old_package = read_file(path);
+    for (const auto& target : {path, missing}) {
+        appender a(target, true);
+        add(a, "new", numbered_bytes(5000), true);
+        a.abandon();
+        a.close();  // does nothing now
+    }
+    EXPECT_EQ(read_file(path), old_package);
+    EXPECT_EQ(files_in(dir.path()), std::vector<std::string>{"kept.zel"});
+}
+
+// The new file takes the permissions of the one it replaces, and a symbolic
+// link stays a link to the replaced file.
+TEST(AppenderTest, ReplacedTargetKeepsItsPermissionsAndItsLink) {
+    namespace fs = std::filesystem;
+    const testing::scratch_directory dir;
+    const auto real = dir.path() / "real.zel";
+    const auto link = dir.path() / "link.zel";
+    { appender a(real, true); }
+    fs::permissions(real, fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink("real.zel", link);
+    {
+        appender a(link, true);
+        add(a, "through", "the link");
+    }
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(fs::status(real).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_NE(archive_image(real).get_entry_key("through"), binary_identity{});
+    EXPECT_EQ(files_in(dir.path()), (std::vector<std::string>{"link.zel", "real.zel"}));
 }
 
 TEST(AppenderTest, CloseWritesTheArchiveOnceAndASecondCloseDoesNothing) {

@@ -25,7 +25,7 @@ zel_archive_file_reader::zel_archive_file_reader(const std::filesystem::path& pa
         file = mmap::file_mapping(path, mmap::file_mapping::read_only);
     } catch (const mmap::mmap_error& e) {
         throw zel_archive_exception(std::string(texts::reader_cannot_map) + path.string() +
-                                    std::string(texts::reader_cause_separator) + e.message());
+                                    std::string(texts::cause_separator) + e.message());
     }
     const std::uint64_t size = std::filesystem::file_size(path);
     require_header(size);

@@ -8,7 +8,9 @@
 // tag means the value has none.
 //
 // generate appends to `value` and replaces `type`, except for a scalar string,
-// which replaces `value` too. Constructors start from four empty strings.
+// which replaces `value` too. Constructors start from four empty strings. An
+// array has at least one element: one of none raises, as it has no text and
+// no type word that reads back.
 #pragma once
 
 #include <concepts>
@@ -20,6 +22,9 @@
 #include "zel/foundation/value_text.hpp"
 
 namespace vorn {
+
+inline constexpr std::string_view empty_array_message =
+    "could not generate an array of no elements in generic_param";
 
 // The twelve kinds a typed value can be made from.
 template <class T>
@@ -56,7 +61,7 @@ class generic_param {
         generate(scalar);
     }
 
-    // count must be at least 1.
+    // Raises vorn_exception if count is 0.
     template <value_kind T>
     generic_param(const T* first, std::size_t count) {
         generate(first, count);
@@ -65,7 +70,8 @@ class generic_param {
     template <value_kind T>
     void generate(const T& scalar);
 
-    // Appends the elements joined by blanks; count must be at least 1.
+    // Appends the elements joined by blanks; raises vorn_exception, changing
+    // nothing, if count is 0.
     template <value_kind T>
     void generate(const T* first, std::size_t count);
 
@@ -92,6 +98,9 @@ void generic_param::generate(const T& scalar) {
 
 template <value_kind T>
 void generic_param::generate(const T* first, std::size_t count) {
+    if (count == 0) {
+        throw vorn_exception(std::string(empty_array_message));
+    }
     bool failed = false;
     for (std::size_t i = 0; i + 1 < count; ++i) {
         failed |= !append_value_text(value, first[i]);

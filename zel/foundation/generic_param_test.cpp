@@ -57,6 +57,24 @@ TEST(GenericParamTest, ArraysJoinElementsAndCountThemInTheType) {
     EXPECT_EQ(generic_param(bytes, 2).value, "x y");
 }
 
+// An array of no elements has no last element to read: it raises, and a
+// parameter it was generated into keeps what it held.
+TEST(GenericParamTest, ArrayOfNoElementsRaises) {
+    const int none[1] = {42};
+    EXPECT_THROW(generic_param(none, 0), vorn_exception);
+    const std::string no_strings[1] = {"x"};
+    EXPECT_THROW(generic_param(no_strings, 0), vorn_exception);
+    generic_param param(7);
+    try {
+        param.generate(none, 0);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const vorn_exception& e) {
+        EXPECT_EQ(e.message(), "could not generate an array of no elements in generic_param");
+    }
+    EXPECT_EQ(param.value, "7");
+    EXPECT_EQ(param.type, "integer");
+}
+
 TEST(GenericParamTest, GenerateAppendsExceptForScalarStrings) {
     generic_param param(std::string("old"));
     param.generate(7);

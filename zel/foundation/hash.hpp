@@ -14,6 +14,22 @@ namespace vorn {
 
 std::uint64_t hash_bytes(const char* data, std::uint64_t size) noexcept;
 
+// Mixes two words into one, for a table keyed by a pair of numbers that come
+// from files: every bit of either word reaches every bit of the result, so
+// pairs with a pattern between their words (equal words, say) spread over
+// the table like any others. Nothing stored depends on it.
+constexpr std::uint64_t hash_words(std::uint64_t first, std::uint64_t second) noexcept {
+    // The finaliser of MurmurHash3: a bijection that mixes all 64 bits.
+    const auto mixed = [](std::uint64_t x) {
+        x ^= x >> 33;
+        x *= 0xFF51AFD7ED558CCDu;
+        x ^= x >> 33;
+        x *= 0xC4CEB9FE1A85EC53u;
+        return x ^ (x >> 33);
+    };
+    return mixed(first ^ mixed(second + 0x9E3779B97F4A7C15u));
+}
+
 // Function objects over the system hash, for the tables keyed by text or bytes.
 template <class T>
 struct hash;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -41,6 +43,34 @@ TEST(HashTest, EveryByteCounts) {
         std::string changed = base;
         changed[i] = 'y';
         EXPECT_NE(hash_bytes(changed.data(), changed.size()), h) << i;
+    }
+}
+
+// Families of pairs that a plain combination of the two words sends to a few
+// buckets spread over the low bits, which pick a bucket, as for random pairs:
+// 4096 random keys in 4096 buckets fill about 2590 of them.
+TEST(HashTest, PairsWithPatternsSpreadOverTheBuckets) {
+    constexpr std::uint64_t buckets = 4096;
+    const struct {
+        const char* what;
+        std::uint64_t (*first)(std::uint64_t);
+        std::uint64_t (*second)(std::uint64_t);
+    } families[] = {
+        {"equal words", [](std::uint64_t k) { return k; }, [](std::uint64_t k) { return k; }},
+        {"first only", [](std::uint64_t k) { return k; },
+         [](std::uint64_t) { return std::uint64_t{0}; }},
+        {"second only", [](std::uint64_t) { return std::uint64_t{0}; },
+         [](std::uint64_t k) { return k; }},
+        {"multiples of the table", [](std::uint64_t k) { return k * buckets; },
+         [](std::uint64_t k) { return k * buckets; }},
+        {"high halves", [](std::uint64_t k) { return k << 32; }, [](std::uint64_t k) { return k; }},
+    };
+    for (const auto& family : families) {
+        std::vector<bool> used(buckets, false);
+        for (std::uint64_t k = 1; k <= buckets; ++k) {
+            used[hash_words(family.first(k), family.second(k)) % buckets] = true;
+        }
+        EXPECT_GT(std::count(used.begin(), used.end(), true), 2400) << family.what;
     }
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <type_traits>
 
 #include <boost/spirit/include/qi_auxiliary.hpp>
@@ -257,19 +258,51 @@ bool parse_one(std::string_view text, const Parser& parser, T& out) {
                             out);
 }
 
-// Elements separated by white space, up to the end of the text or the first
-// element that fails.
+// Elements separated by white space, up to the end of the text, the first
+// element that fails, or room elements stored.
 template <class Parser, class T>
-std::size_t parse_many(std::string_view text, const Parser& parser, T* out, std::size_t& count) {
+std::size_t parse_many(std::string_view text, const Parser& parser, T* out, std::size_t room,
+                       std::size_t& count) {
     const auto& space = boost::spirit::iso8859_1::space;
     iterator first = text.data();
     const iterator last = first + text.size();
     count = 0;
     qi::phrase_parse(first, last, qi::eps, space);
-    while (first != last && qi::phrase_parse(first, last, parser, space, out[count])) {
+    while (count < room && first != last &&
+           qi::phrase_parse(first, last, parser, space, out[count])) {
         ++count;
     }
     return count;
+}
+
+// The parser of one array element of kind T.
+template <class T>
+auto element_parser() {
+    if constexpr (std::is_same_v<T, char> || std::is_same_v<T, unsigned char>) {
+        return qi::standard::char_;
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return qi::bool_;
+    } else if constexpr (std::is_floating_point_v<T>) {
+        return real_parser<T>();
+    } else if constexpr (std::is_signed_v<T>) {
+        return qi::int_parser<T>();
+    } else {
+        return qi::uint_parser<T>();
+    }
+}
+
+// What the pointer forms pass as room: they trust the caller's array.
+constexpr std::size_t unbounded = static_cast<std::size_t>(-1);
+
+template <class T>
+std::size_t parse_elements(std::string_view text, T* out, std::size_t room, std::size_t& count) {
+    return parse_many(text, element_parser<T>(), out, room, count);
+}
+
+template <class T>
+std::size_t parse_elements(std::string_view text, std::span<T> out) {
+    std::size_t count = 0;
+    return parse_many(text, element_parser<T>(), out.data(), out.size(), count);
 }
 
 }  // namespace
@@ -337,47 +370,91 @@ bool parse_value(std::string_view text, std::string& out) {
 }
 
 std::size_t parse_array(std::string_view text, char* out, std::size_t& count) {
-    return parse_many(text, qi::standard::char_, out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, unsigned char* out, std::size_t& count) {
-    return parse_many(text, qi::standard::char_, out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, short* out, std::size_t& count) {
-    return parse_many(text, qi::int_parser<short>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, unsigned short* out, std::size_t& count) {
-    return parse_many(text, qi::uint_parser<unsigned short>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, int* out, std::size_t& count) {
-    return parse_many(text, qi::int_parser<int>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, unsigned int* out, std::size_t& count) {
-    return parse_many(text, qi::uint_parser<unsigned int>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, long long* out, std::size_t& count) {
-    return parse_many(text, qi::int_parser<long long>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, unsigned long long* out, std::size_t& count) {
-    return parse_many(text, qi::uint_parser<unsigned long long>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, float* out, std::size_t& count) {
-    return parse_many(text, real_parser<float>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, double* out, std::size_t& count) {
-    return parse_many(text, real_parser<double>(), out, count);
+    return parse_elements(text, out, unbounded, count);
 }
 
 std::size_t parse_array(std::string_view text, bool* out, std::size_t& count) {
-    return parse_many(text, qi::bool_, out, count);
+    return parse_elements(text, out, unbounded, count);
+}
+
+std::size_t parse_array(std::string_view text, std::span<char> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<unsigned char> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<short> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<unsigned short> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<int> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<unsigned int> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<long long> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<unsigned long long> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<float> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<double> out) {
+    return parse_elements(text, out);
+}
+
+std::size_t parse_array(std::string_view text, std::span<bool> out) {
+    return parse_elements(text, out);
 }
 
 }  // namespace vorn

@@ -27,13 +27,19 @@
 //   std::string     scalar only: the whole text, always true
 //
 // Nothing throws. On failure `out` holds whatever the parser reached.
-// parse_array writes as many elements as the text holds: the caller sizes
-// `out` by the count behind the type word.
+// parse_array with a span stores no more elements than the span has room
+// for, and leaves the rest of the text unread. The form with a pointer and a
+// count writes as many elements as the text holds: its caller must size
+// `out` by the count behind the type word, and a text that holds more
+// elements than the type word says writes past it; it is kept for callers
+// that read their own texts.
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "zel/foundation/intrusive_string.hpp"
 
@@ -52,7 +58,21 @@ bool parse_value(std::string_view text, double& out);
 bool parse_value(std::string_view text, bool& out);
 bool parse_value(std::string_view text, std::string& out);
 
-// Stores the elements, sets count to their number and returns it.
+// Stores at most out.size() elements and returns their number.
+std::size_t parse_array(std::string_view text, std::span<char> out);
+std::size_t parse_array(std::string_view text, std::span<unsigned char> out);
+std::size_t parse_array(std::string_view text, std::span<short> out);
+std::size_t parse_array(std::string_view text, std::span<unsigned short> out);
+std::size_t parse_array(std::string_view text, std::span<int> out);
+std::size_t parse_array(std::string_view text, std::span<unsigned int> out);
+std::size_t parse_array(std::string_view text, std::span<long long> out);
+std::size_t parse_array(std::string_view text, std::span<unsigned long long> out);
+std::size_t parse_array(std::string_view text, std::span<float> out);
+std::size_t parse_array(std::string_view text, std::span<double> out);
+std::size_t parse_array(std::string_view text, std::span<bool> out);
+
+// Stores the elements, sets count to their number and returns it; out must
+// have room for every element of the text.
 std::size_t parse_array(std::string_view text, char* out, std::size_t& count);
 std::size_t parse_array(std::string_view text, unsigned char* out, std::size_t& count);
 std::size_t parse_array(std::string_view text, short* out, std::size_t& count);
@@ -73,6 +93,13 @@ bool parse_value(const intrusive_string& text, T& out) {
 template <class T>
 std::size_t parse_array(const intrusive_string& text, T* out, std::size_t& count) {
     return parse_array(text.view(), out, count);
+}
+
+// Any storage that one of the span forms takes: a span, an array, a vector.
+template <class Storage>
+auto parse_array(const intrusive_string& text, Storage&& out)
+    -> decltype(parse_array(text.view(), std::forward<Storage>(out))) {
+    return parse_array(text.view(), std::forward<Storage>(out));
 }
 
 }  // namespace vorn

@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,39 @@ TEST(ValueParseTest, ArraysStopAtTheFirstElementThatFails) {
     EXPECT_EQ(array<unsigned long long>("0 18446744073709551615"),
               (std::vector<unsigned long long>{0, 18446744073709551615ull}));
     EXPECT_EQ(array<double>("1.5 -inf 2e3 x"), (std::vector<double>{1.5, -INFINITY, 2000}));
+}
+
+// A text with more elements than the storage has room for fills the storage
+// and writes nothing past it; with room to spare, the span form reads what
+// the pointer form reads.
+TEST(ValueParseTest, SpanFormNeverWritesPastItsStorage) {
+    int guarded[5] = {-1, -1, -1, -1, -1};
+    EXPECT_EQ(parse_array("1 2 3 4 5", std::span<int>(guarded, 2)), 2u);
+    EXPECT_EQ(std::vector<int>(guarded, guarded + 5), (std::vector<int>{1, 2, -1, -1, -1}));
+    EXPECT_EQ(parse_array("7", std::span<int>(guarded, 0)), 0u);
+    EXPECT_EQ(guarded[0], 1);
+
+    double reals[2] = {};
+    EXPECT_EQ(parse_array(std::string_view("0.5 1.5 2.5"), reals), 2u);
+    EXPECT_EQ(reals[1], 1.5);
+    char bytes[3] = {};
+    EXPECT_EQ(parse_array("a b c d", bytes), 3u);
+    EXPECT_EQ(std::string(bytes, 3), "abc");
+    bool flags[1] = {};
+    EXPECT_EQ(parse_array("true false", flags), 1u);
+    EXPECT_TRUE(flags[0]);
+
+    // Exactly sized storage, so that a sanitizer sees a write past it.
+    std::vector<unsigned long long> exact(2);
+    EXPECT_EQ(parse_array(intrusive_string("10 20 30", 8), exact), 2u);
+    EXPECT_EQ(exact, (std::vector<unsigned long long>{10, 20}));
+
+    for (const char* text : {"1 2 x 3", " 1\xA0-2\t\n3 ", "", "5 6 7 8 9"}) {
+        std::vector<int> roomy(std::string_view(text).size() + 1);
+        const std::size_t count = parse_array(text, roomy);
+        roomy.resize(count);
+        EXPECT_EQ(roomy, array<int>(text)) << text;
+    }
 }
 
 TEST(ValueParseTest, EightBitKinds) {

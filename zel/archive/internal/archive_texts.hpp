@@ -40,23 +40,33 @@ inline constexpr std::string_view toc_too_deep_prefix =
     "table of contents nests elements deeper than ";
 inline constexpr std::string_view toc_too_deep_suffix = " levels";
 
+// Between a message and the system's text for its cause.
+inline constexpr std::string_view cause_separator = ": ";
+
 // Finding and adding entries.
 inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
 inline constexpr std::string_view cannot_add_entry = "Can't add entry with name \"";
 inline constexpr std::string_view entry_exists = "\": entry already exists";
 inline constexpr std::string_view empty_entry_name = "Can't add an entry with an empty name";
+inline constexpr std::string_view entry_name_holds_nul =
+    "Can't add an entry whose name holds a NUL byte";
+inline constexpr std::string_view entry_bytes_at_null = "\": its bytes are at a null pointer";
+inline constexpr std::string_view cannot_add_param = "Can't add parameter \"";
+inline constexpr std::string_view param_to_entry = "\" to entry \"";
+inline constexpr std::string_view param_name_not_xml = "\": a parameter name must be an XML name";
+inline constexpr std::string_view param_text_holds_nul =
+    "\": a parameter's value, type, unit and tag must hold no NUL byte";
 inline constexpr std::string_view cannot_open_for_write = "unable to open file for write: ";
 inline constexpr std::string_view cannot_open_for_update = "unable to open file for read+write: ";
 inline constexpr std::string_view file_missing = " does not exist for archive open";
+inline constexpr std::string_view cannot_read_file = "unable to read file ";
 inline constexpr std::string_view cannot_write = "unable to write zel file ";
-inline constexpr std::string_view cause_separator = ": ";
 
 // Opening an archive for reading and reading its entries.
 inline constexpr std::string_view reader_file_prefix = "zel file ";
 inline constexpr std::string_view reader_file_missing = " not found on local filesystem";
 inline constexpr std::string_view reader_cannot_map =
     "could not create memory mapping to zel file ";
-inline constexpr std::string_view reader_cause_separator = ": ";
 inline constexpr std::string_view incomplete_header = "incomplete zel header";
 inline constexpr std::string_view truncated_before_toc = "zel file truncated before the TOC";
 inline constexpr std::string_view closing_quote = "\"";

@@ -3,6 +3,7 @@
 #include <rapidxml/rapidxml.hpp>
 #include <rapidxml/rapidxml_print.hpp>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 
@@ -19,7 +20,25 @@ constexpr std::size_t entry_size_estimate = 200;
 // Printed bytes of a parameter element, beside its name and value.
 constexpr std::size_t param_size_estimate = 32;
 
+bool is_name_start(unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || c >= 0x80;
+}
+
+bool is_name_byte(unsigned char c) {
+    return is_name_start(c) || (c >= '0' && c <= '9') || c == '.' || c == '-';
+}
+
 }  // namespace
+
+bool is_toc_element_name(std::string_view text) noexcept {
+    return !text.empty() && is_name_start(static_cast<unsigned char>(text.front())) &&
+           std::all_of(text.begin() + 1, text.end(),
+                       [](char c) { return is_name_byte(static_cast<unsigned char>(c)); });
+}
+
+bool is_toc_text(std::string_view text) noexcept {
+    return text.find('\0') == std::string_view::npos;
+}
 
 struct toc_writer::document {
     rapidxml::xml_document<char> xml;

@@ -25,6 +25,16 @@
 
 namespace vorn::zela {
 
+// Whether the table of contents can carry text as the name of an element: an
+// XML name, that is a letter, "_", ":" or a byte of 0x80 and above, then any
+// of those, digits, "." and "-". The parser would take anything else for the
+// end of the name or for markup.
+bool is_toc_element_name(std::string_view text) noexcept;
+// Whether it can carry text as an attribute value or the text of an element:
+// the printer escapes markup, but the parser reads zero-terminated text, so a
+// NUL byte would end the table of contents there.
+bool is_toc_text(std::string_view text) noexcept;
+
 class toc_writer {
   public:
     toc_writer(std::uint16_t version_major, std::uint16_t version_minor);
