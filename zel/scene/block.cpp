@@ -2,6 +2,7 @@
 
 #include <google/dense_hash_map>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "zel/foundation/exception.hpp"
@@ -16,8 +17,10 @@ namespace {
 
 // Runs are found by a linear scan up to this many names; a block with more
 // gets a hash index, so that a block of many names still adds in constant
-// time.
-constexpr std::size_t scanned_runs = 8;
+// time. Most blocks have fewer names and never pay for the index.
+constexpr std::size_t scanned_runs = 16;
+// Room for the first parameters, taken at the first insertion.
+constexpr std::size_t first_parameters = 4;
 
 // Bit 0 of the validation flags: check links into libraries at once.
 constexpr std::uint32_t validate_links = 1;
@@ -207,6 +210,10 @@ void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_
         throw std::length_error("list<T> too long");
     }
     const auto at = static_cast<parameter_id>(nodes_.size());
+    if (nodes_.capacity() == 0) {
+        nodes_.reserve(first_parameters);
+        runs_.reserve(first_parameters);
+    }
     nodes_.push_back(node{parameter{name, value}, no_parameter, no_parameter});
     name_run& run = run_for(name);
     if (run.head == no_parameter) {
@@ -217,6 +224,11 @@ void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_
     }
     run.tail = at;
     ++live_;
+}
+
+void zel_block::reserve_parameters(std::size_t count) {
+    nodes_.reserve(nodes_.size() + count);
+    runs_.reserve(std::min(runs_.size() + count, scanned_runs + 1));
 }
 
 void zel_block::append_extra_attribute(intrusive_string name, intrusive_string value) {

@@ -157,6 +157,8 @@ class zel_block {
     // Adds a parameter whose handles are atoms of atoms() or unset, behind
     // the last one of its name, without any check. For readers and copies.
     void insert_parameter(intrusive_string name, const intrusive_generic_param& value);
+    // Makes room for count more parameters ahead of a bulk insertion.
+    void reserve_parameters(std::size_t count);
     // Appends an attribute pair of atoms, without any check.
     void append_extra_attribute(intrusive_string name, intrusive_string value);
 

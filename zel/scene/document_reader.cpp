@@ -158,6 +158,7 @@ class document_reader {
     void read_plain_blocks(const element& parent, block_table& table) {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
             zel_block* block = state_.block_pool.make(intern(name_of(*e)), atoms_);
+            block->reserve_parameters(count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 const intrusive_string name = intern(name_of(*p));
                 const xml_attribute* type =
@@ -201,6 +202,7 @@ class document_reader {
     void read_atomized_blocks(const element& parent, block_table& table) {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
             zel_block* block = state_.block_pool.make(atom(name_of(*e)), atoms_);
+            block->reserve_parameters(count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 read_atomized_parameter(*p, *block);
             }

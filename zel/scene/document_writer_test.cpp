@@ -1,4 +1,11 @@
+#include <rapidxml/rapidxml.hpp>
+#include <rapidxml/rapidxml_print.hpp>
+
 #include <gtest/gtest.h>
+
+#include <iterator>
+#include <list>
+#include <memory>
 
 #include <string>
 #include <vector>
@@ -105,6 +112,119 @@ TEST(DocumentWriterTest, CountOfBlocksIsTakenOnceAndCountsOrdinaryBlocksOnly) {
     index.write_document(second, false);
     EXPECT_NE(second.find("<num type=\"integer\">1</num>"), std::string::npos);
     EXPECT_NE(second.find("<t name=\"b\"/>"), std::string::npos);
+}
+
+// The same document built as a rapidxml tree and printed by rapidxml, in the
+// tables' own order: the printer must give its bytes exactly.
+std::string printed_by_rapidxml(const zel_file_index& index, bool atomize) {
+    const auto owned = std::make_unique<rapidxml::xml_document<char>>();
+    rapidxml::xml_document<char>& document = *owned;
+    std::list<std::string> texts;  // the tree borrows its strings
+    const auto word = [&](intrusive_string handle) -> const char* {
+        if (atomize && !handle.empty()) {
+            char buffer[tokens::max_digits];
+            return texts.emplace_back(buffer, tokens::encode(handle.index, buffer)).c_str();
+        }
+        return texts.emplace_back(handle.view()).c_str();
+    };
+    const auto text_of = [&](intrusive_string handle) {
+        return atomize ? word(handle) : texts.emplace_back(handle.view()).c_str();
+    };
+    const auto element = [&](const char* name, const char* value = "") {
+        return document.allocate_node(rapidxml::node_element, name, value);
+    };
+    const auto add_attribute = [&](rapidxml::xml_node<char>* node, const char* name,
+                                   const char* value) {
+        node->append_attribute(document.allocate_attribute(name, value));
+    };
+    rapidxml::xml_node<char>* declaration = document.allocate_node(rapidxml::node_declaration);
+    add_attribute(declaration, "version", "1.0");
+    add_attribute(declaration, "encoding", "utf-8");
+    document.append_node(declaration);
+    rapidxml::xml_node<char>* root = element("zelfile");
+    add_attribute(root, "version", "0.1");
+    document.append_node(root);
+    const atom_table& atoms = index.atoms();
+    const auto find_word = [&](std::string_view text) {
+        for (const intrusive_string& atom : atoms) {
+            if (atom.view() == text) {
+                return atom;
+            }
+        }
+        return intrusive_string(text);
+    };
+    const auto table = [&](const char* name, bool metadata) {
+        rapidxml::xml_node<char>* parent = element(name);
+        root->append_node(parent);
+        const auto add_block = [&](intrusive_string block_name, zel_block& block) {
+            rapidxml::xml_node<char>* node = element(word(block.type()));
+            add_attribute(node, word(find_word("name")), word(block_name));
+            for (const auto& [attribute, value] : block.extra_attributes()) {
+                add_attribute(node, word(attribute), word(value));
+            }
+            for (const zel_block::parameter& p : block.parameters()) {
+                rapidxml::xml_node<char>* child = element(word(p.name), text_of(p.value.value()));
+                add_attribute(child, word(find_word("type")), word(p.value.type()));
+                if (!p.value.unit().empty()) {
+                    add_attribute(child, word(find_word("unit")), word(p.value.unit()));
+                }
+                if (!p.value.tag().empty()) {
+                    add_attribute(child, word(find_word("tag")), word(p.value.tag()));
+                }
+                node->append_node(child);
+            }
+            parent->append_node(node);
+        };
+        metadata ? index.visit_metadata_blocks(add_block) : index.visit_blocks(add_block);
+    };
+    table("zel", false);
+    table("metazel", true);
+    if (atomize) {
+        rapidxml::xml_node<char>* atom_table = element("atom_table");
+        for (const intrusive_string& atom : atoms) {
+            atom_table->append_node(element("a", texts.emplace_back(atom.view()).c_str()));
+        }
+        root->append_node(atom_table);
+    }
+    std::string out;
+    rapidxml::print(std::back_inserter(out), document, atomize ? rapidxml::print_no_indenting : 0);
+    // Printed whole, the document node gets a line feed of its own behind
+    // the root's; the plain form ends with the root's line.
+    if (!atomize) {
+        out.pop_back();
+    }
+    return out;
+}
+
+std::string joined(std::string_view a, std::string_view b) {
+    std::string text(a);
+    text.append(b);
+    return text;
+}
+
+TEST(DocumentWriterTest, BytesAreThoseOfTheRapidxmlPrinter) {
+    for (const bool atomize : {false, true}) {
+        zel_file_index index;
+        for (int b = 0; b < 70; ++b) {
+            const std::string suffix = std::to_string(b);
+            zel_block* block =
+                index.add_block(b % 3 == 0 ? "t" : joined("u", suffix), joined("n'\"&<>", suffix));
+            if (b % 4 == 0) {
+                block->add_extra_attribute("x", b % 8 == 0 ? "" : joined("v\"'", suffix));
+            }
+            for (int p = 0; p < b % 5; ++p) {
+                generic_param value(joined(p % 2 == 0 ? "a&b<c>'d\"" : "\xC3\xA9 \t x", suffix));
+                value.set_unit(p == 1 ? "m'm" : "");
+                value.set_tag(p == 3 ? "\"" : "");
+                block->add_parameter(joined("p", std::to_string(p % 3)), value);
+                block->add_parameter("empty", generic_param());
+            }
+        }
+        index.add_metadata_block("m", "meta")->add_link("l", "x", "lib");
+        std::string printed;
+        index.write_document(printed, atomize);
+        EXPECT_EQ(printed, printed_by_rapidxml(index, atomize)) << atomize;
+    }
 }
 
 }  // namespace
