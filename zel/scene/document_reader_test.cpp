@@ -93,6 +93,19 @@ TEST(DocumentReaderTest, TextIsTranslatedAndAttributesKeptInOrder) {
     EXPECT_EQ(block->find_parameter("lost"), zel_block::no_parameter);
 }
 
+TEST(DocumentReaderTest, PlainBlocksInternParametersBeforeAttributesAndName) {
+    const std::string text =
+        "<zelfile><metazel><i name=\"__internal_use__\"><num type=\"integer\">4000000000</num>"
+        "</i></metazel><zel><t name=\"b\" x=\"v\"><p type=\"s\" unit=\"u\" tag=\"g\">val</p>"
+        "</t></zel></zelfile>";
+    zel_file_index index(document_text{text});
+    EXPECT_EQ(texts_of(index.atoms()),
+              (std::vector<std::string>{"i", "num", "4000000000", "integer", "__internal_use__", "t",
+                                        "p", "val", "s", "u", "g", "v", "x", "b"}));
+    // The count sizes the table no larger than the document's blocks.
+    EXPECT_EQ(index.block_count(), 2u);
+}
+
 TEST(DocumentReaderTest, EntryIsReadWithOrWithoutItsNul) {
     const testing::scratch_directory scratch;
     const std::string document = testing::example_atomized_document();

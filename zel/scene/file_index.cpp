@@ -115,7 +115,6 @@ zel_file_index::zel_file_index(const std::shared_ptr<zel_file_index>& source) : 
         state_->atoms.append(atom.data, atom.size);
     }
     const auto copy_table = [this](const block_table& source_table, block_table& target) {
-        target.resize(source_table.size());
         for (const auto& [name, block] : source_table) {
             zel_block* copy = state_->block_pool.make(*block, state_->atoms);
             target.insert({state_->atoms.at(name.index), copy});
