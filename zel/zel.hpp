@@ -24,3 +24,7 @@
 #include "zel/foundation/text_conversion.hpp"
 #include "zel/foundation/value_parse.hpp"
 #include "zel/foundation/value_text.hpp"
+#include "zel/scene/block.hpp"
+#include "zel/scene/file_index.hpp"
+#include "zel/scene/names.hpp"
+#include "zel/writer/file_writer.hpp"

@@ -1,0 +1,216 @@
+// One block of a scene: a type, free attributes, and a multimap of named,
+// typed parameters, all held as atoms of the owning file index's table.
+//
+// A block has no name of its own: its name is its key in the file index
+// that owns it, and it lives as long as that index. Links and binary links
+// are ordinary parameters of the types "link" and "binary" whose value reads
+// location + "#" + target.
+//
+// Parameter order. Parameters iterate in order of insertion, except that a
+// new parameter goes directly behind the last live one of its name: the
+// parameters of one name stay together in the order they were added, and
+// the runs of different names follow the first insertion of each name. The
+// scene document is written in this order, so it is the same everywhere.
+// Adding costs constant time whatever the number of names.
+//
+// Interning orders, which decide atom numbers in a written document:
+//   add_parameter           value, type, unit, tag, then the name
+//   add_link, add_binary_*  type word, value, then the name
+//   add_extra_attribute     value, then the name
+// Every name check runs before anything is interned, so a refused call
+// leaves the atom table as it was.
+//
+// Read side. type(), extra_attributes() in order of addition, and the
+// parameters in the order above as (name, value) pairs, each with an id that
+// stays valid for the life of the block (removed parameters keep theirs
+// unused). set_parameter rewrites one parameter's value and type in place.
+// Iterators and references into the parameters are invalidated by the next
+// insertion; ids are not.
+//
+// A block is not thread-safe, and neither is the atom table that all blocks
+// of one index share.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zel/foundation/atom_table.hpp"
+#include "zel/foundation/generic_param.hpp"
+#include "zel/foundation/intrusive_generic_param.hpp"
+#include "zel/foundation/intrusive_string.hpp"
+
+namespace vorn::zel {
+
+class zel_file_writer;
+
+class zel_block {
+    struct node;
+
+  public:
+    using attribute = std::pair<intrusive_string, intrusive_string>;
+    using parameter_id = std::uint32_t;
+    static constexpr parameter_id no_parameter = 0xFFFFFFFF;
+
+    struct parameter {
+        intrusive_string name;
+        intrusive_generic_param value;
+    };
+
+    // Walks the live parameters in their order.
+    class parameter_iterator {
+      public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = parameter;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const parameter*;
+        using reference = const parameter&;
+
+        parameter_iterator() = default;
+        reference operator*() const;
+        pointer operator->() const { return &**this; }
+        parameter_iterator& operator++();
+        parameter_iterator operator++(int) {
+            parameter_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        parameter_id id() const noexcept { return at_; }
+        friend bool operator==(const parameter_iterator& a, const parameter_iterator& b) noexcept {
+            return a.at_ == b.at_;
+        }
+
+      private:
+        friend class zel_block;
+        parameter_iterator(const node* nodes, parameter_id at) : nodes_(nodes), at_(at) {}
+        const node* nodes_ = nullptr;
+        parameter_id at_ = no_parameter;
+    };
+
+    struct parameter_range {
+        parameter_iterator first;
+        parameter_iterator last;
+        parameter_iterator begin() const { return first; }
+        parameter_iterator end() const { return last; }
+    };
+
+    // A block of the given type, interned into atoms, with no parameters. Its
+    // writer is null and its validation flags are zero: an in-memory block.
+    zel_block(intrusive_string type, atom_table& atoms);
+    // A copy of source whose handles are atoms of target. With source's own
+    // table, the handles are copied as they are; with another, each handle
+    // becomes the atom of the same number in target (the text is not looked
+    // at), and a number that target does not hold becomes the unset handle.
+    // The writer and the validation flags are copied as they stand.
+    zel_block(const zel_block& source, atom_table& target);
+    zel_block(const zel_block&) = delete;
+    zel_block& operator=(const zel_block&) = delete;
+    ~zel_block();
+
+    // Adds a parameter; an existing one of that name stays. Raises
+    // std::invalid_argument for a bad name (check_xml_name).
+    void add_parameter(const std::string& name, const generic_param& value);
+    // Adds the parameter of type "link" with the value library + "#" + block.
+    // With a writer and a library, records the library with the writer and,
+    // if bit 0 of the validation flags is set, has the writer check the
+    // block in that library; a failed check raises after the parameter and
+    // the record were made, and both stay.
+    void add_link(const std::string& name, const std::string& block, const std::string& library);
+    // The same with the type "binary", for a binary stored already.
+    void add_binary_link(const std::string& name, const std::string& binary,
+                         const std::string& library);
+    // Stores the file at path through the writer, under entry_name or, if that
+    // is empty, under binary_entry_name(path), and links to the entry that
+    // holds the bytes: "#" + the name the writer returned. A block without a
+    // writer raises zel_exception before any other check.
+    void add_binary_link_with_data(const std::string& name, const std::filesystem::path& path,
+                                   const std::string& entry_name);
+    // The same for size bytes at data, under entry_name_hint as it is.
+    void add_binary_link_with_data(const std::string& name, const std::string& entry_name_hint,
+                                   const char* data, std::uint64_t size);
+    // Appends an attribute pair; an empty value stays unset, repeated names
+    // repeat.
+    void add_extra_attribute(const std::string& name, const std::string& value);
+    // Removes every parameter of that name whose tag has exactly the text
+    // tag; an empty tag matches the parameters without one. Checks and
+    // interns nothing.
+    void remove_parameters(std::string_view name, std::string_view tag);
+
+    intrusive_string type() const noexcept { return type_; }
+    const std::vector<attribute>& extra_attributes() const noexcept { return attributes_; }
+    parameter_range parameters() const noexcept;
+    std::size_t parameter_count() const noexcept { return live_; }
+    // The first live parameter of that name, or no_parameter.
+    parameter_id find_parameter(std::string_view name) const;
+    // No bounds check: id must come from this block.
+    const parameter& parameter_at(parameter_id id) const;
+    // Rewrites the value and the type of one parameter; unit, tag, name and
+    // position stay. The handles must be atoms of atoms() or unset.
+    void set_parameter(parameter_id id, intrusive_string value, intrusive_string type);
+
+    // Adds a parameter whose handles are atoms of atoms() or unset, behind
+    // the last one of its name, without any check. For readers and copies.
+    void insert_parameter(intrusive_string name, const intrusive_generic_param& value);
+    // Makes room for count more parameters ahead of a bulk insertion.
+    void reserve_parameters(std::size_t count);
+    // Appends an attribute pair of atoms, without any check.
+    void append_extra_attribute(intrusive_string name, intrusive_string value);
+
+    zel_file_writer* owner_writer() const noexcept { return writer_; }
+    std::uint32_t validation_flags() const noexcept { return validation_flags_; }
+    // Set by the writer that creates the block, right after creating it.
+    void set_owner(zel_file_writer* writer, std::uint32_t validation_flags) noexcept {
+        writer_ = writer;
+        validation_flags_ = validation_flags;
+    }
+
+    atom_table& atoms() const noexcept { return *atoms_; }
+    // Points the block at another table that holds the same atoms at the same
+    // addresses, as when an index takes over another's tables.
+    void rebind_atoms(atom_table& atoms) noexcept { atoms_ = &atoms; }
+
+  private:
+    struct node {
+        parameter entry;
+        parameter_id next;
+        parameter_id previous;
+    };
+    // The live parameters of one name: a run from head to tail.
+    struct name_run {
+        intrusive_string name;
+        parameter_id head;
+        parameter_id tail;
+    };
+    class run_index;
+
+    void add_reference(const std::string& name, std::string_view type_word,
+                       const std::string& target, const std::string& library);
+    void add_stored_binary(const std::string& name, const std::string& stored_name);
+    static constexpr std::uint32_t no_run = 0xFFFFFFFF;
+    // The number of the run of that name, or no_run.
+    std::uint32_t find_run(intrusive_string name) const;
+    name_run& run_for(intrusive_string name);
+    void link_after(parameter_id at, parameter_id after);
+    void unlink(parameter_id at);
+
+    intrusive_string type_;
+    std::vector<attribute> attributes_;
+    std::vector<node> nodes_;
+    std::vector<name_run> runs_;
+    // Built once a block has many names, so that finding a run stays cheap.
+    std::unique_ptr<run_index> run_index_;
+    parameter_id first_ = no_parameter;
+    parameter_id last_ = no_parameter;
+    std::uint32_t live_ = 0;
+    std::uint32_t validation_flags_ = 0;
+    zel_file_writer* writer_ = nullptr;
+    atom_table* atoms_;
+};
+
+}  // namespace vorn::zel

@@ -1,0 +1,100 @@
+// Writes one scene package, from its creation to its close.
+//
+// The constructor creates the package file at once. Blocks and binaries are
+// added in any order: binaries go to the archive as they are added, and
+// equal stored bytes are kept once unless allowDup is set, so the entry name
+// that add_binary_data returns is the one to link to. The scene stays in
+// memory until the close, which turns it into the document
+// "__zel_index__.xml" (atomized or plain) with its terminating NUL, then
+// writes the table of contents and the header. Only then is the file a
+// package.
+//
+// Closing. close() is the checked form: it raises what went wrong, above all
+// a write that did not reach the disk, which never passes for a complete
+// package. The destructor closes a writer that nobody closed and raises the
+// same way, unless it runs while another exception unwinds the stack: then
+// it closes quietly, and a failed close leaves a file that readers refuse.
+// After a close, whether it raised or not, the writer and every block it
+// handed out are finished with; a failed close still writes a table of
+// contents for the entries that reached the archive.
+//
+// The four atoms "name", "unit", "type", "tag" come first in every package.
+// A writer and its blocks belong to one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "zel/scene/block.hpp"
+#include "zel/scene/file_index.hpp"
+
+namespace vorn::zel {
+
+// Validation bits of set_validation_mode.
+inline constexpr std::uint32_t validate_library_links = 1;
+inline constexpr std::uint32_t validate_library_binaries = 2;
+
+class zel_file_writer_impl;
+
+class zel_file_writer {
+  public:
+    // Creates the package at locationToWrite, replacing any file there.
+    // allowDup keeps a second copy of bytes the package already holds;
+    // atomize chooses the atomized document over the plain one.
+    zel_file_writer(const std::filesystem::path& locationToWrite, bool allowDup, bool atomize);
+    zel_file_writer(const zel_file_writer&) = delete;
+    zel_file_writer& operator=(const zel_file_writer&) = delete;
+    ~zel_file_writer() noexcept(false);
+
+    // Adds a block to the scene, or to the package's metadata. Raises, in
+    // this order: std::invalid_argument for an empty name, an empty type or
+    // a type that fails check_xml_name; zel_exception if the table holds the
+    // name. The block copies the validation mode as it stands now.
+    zel_block& add_block(const std::string& type, const std::string& name);
+    zel_block& add_metadata_block(const std::string& type, const std::string& name);
+    bool exists_block(const std::string& name) const;
+    bool exists_metadata_block(const std::string& name) const;
+
+    // Stores the file's bytes, or size bytes at data, under name_hint, and
+    // returns the name of the entry that holds them: name_hint, or the entry
+    // that held the same stored bytes already when allowDup is clear. They
+    // are stored as they are if the hint ends in an extension given to
+    // add_uncompressed_extension, deflated otherwise. A name that is taken
+    // by other bytes raises the archive's "entry already exists".
+    std::string add_binary_data(const std::string& name_hint, const std::filesystem::path& path);
+    std::string add_binary_data(const std::string& name_hint, const char* data, std::uint64_t size);
+    // An extension with its leading dot, compared case-sensitively with the
+    // text from the last dot of a hint.
+    void add_uncompressed_extension(const std::string& extension);
+    // Stores the mask; blocks that exist keep the mode they were made with.
+    void set_validation_mode(std::uint32_t mode);
+    std::uint32_t validation_mode() const noexcept;
+
+    // Records a library alias that a link named; each becomes one "ref" of
+    // the metadata block "external_refs" at the close. Called by blocks.
+    void add_referenced_library(const std::string& alias);
+    // Checks of links into registered libraries, called by blocks whose
+    // validation bit 0 is set. No library is registered in this version, so
+    // every alias is unknown: check_library_binary raises
+    // zel_validation_exception and check_library_block zel_exception with
+    // "contents for library name \"<alias>\" was not found".
+    void check_library_binary(const std::string& alias, const std::string& name);
+    void check_library_block(const std::string& alias, const std::string& name);
+
+    // The entry that receives the scene document; "__zel_index__.xml" unless
+    // changed before the close.
+    void set_index_entry_name(const std::string& name);
+    // The scene being written.
+    zel_file_index& file_index();
+
+    // Finishes the package; see above. A second call does nothing.
+    void close();
+
+  private:
+    std::unique_ptr<zel_file_writer_impl> impl_;
+    int uncaught_at_construction_;
+};
+
+}  // namespace vorn::zel
