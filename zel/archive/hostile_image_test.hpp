@@ -21,24 +21,25 @@
 namespace vorn::testing {
 
 struct hostile_scale {
-    std::uint64_t alternating_params;  // parameters of two names in one entry
-    std::uint64_t white_space;         // bytes of white space in a table of contents
-    std::uint64_t empty_elements;      // "<a/>" in a table of contents
-    std::uint64_t attributes;          // " a=''" on one element
-    std::uint64_t long_payload;        // bytes whose stream is recorded as 1,000 bytes
-    std::uint64_t overlapping_copies;  // entries over one stream
+    std::uint64_t alternating_params;   // parameters of two names in one entry
+    std::uint64_t white_space;          // bytes of white space in a table of contents
+    std::uint64_t empty_elements;       // "<a/>" in a table of contents
+    std::uint64_t attributes;           // " a=''" on one element
+    std::uint64_t long_payload;         // bytes whose stream is recorded as 1,000 bytes
+    std::uint64_t overlapping_copies;   // entries over one stream
+    std::uint64_t overlapping_payload;  // zero bytes that stream holds
     zela::zel_archive_reader_limits limits;
 };
 
 // The sizes the reports name, read with the default limits.
 inline hostile_scale full_hostile_scale() {
-    return {100000, std::uint64_t{1} << 30, 50000000, 20000000, 1u << 20, 100, {}};
+    return {100000, std::uint64_t{1} << 30, 50000000, 20000000, 1u << 20, 100, 1u << 28, {}};
 }
 
 // The same refusals at a scale that a test in a sanitised build takes in a
 // moment, with limits to match.
 inline hostile_scale small_hostile_scale() {
-    return {2000, 1u << 16, 5000, 5000, 1u << 16, 100, {1u << 15, 1000, 1000}};
+    return {2000, 1u << 16, 5000, 5000, 1u << 12, 100, 1u << 12, {1u << 15, 1000, 1000}};
 }
 
 struct hostile_package {
@@ -176,7 +177,7 @@ inline std::vector<hostile_package> hostile_packages(const hostile_scale& scale)
     const std::uint64_t tera = std::uint64_t{1} << 40;
 
     // Sizes that lie.
-    cases.push_back(entry_case("entry-dsize-2^40", body, at, c, tera, beyond_bound(tera, c)));
+    cases.push_back(entry_case("entry-dsize-1-tib", body, at, c, tera, beyond_bound(tera, c)));
     cases.push_back(entry_case("entry-dsize-one-more", body, at, c, n + 1,
                                "zlib stream yields " + std::to_string(n) +
                                    " bytes, not the recorded " + std::to_string(n + 1)));
@@ -221,12 +222,17 @@ inline std::vector<hostile_package> hostile_packages(const hostile_scale& scale)
     cases.push_back(entry_case("entry-over-the-toc", body, at, c + 32, 0,
                                "stored bytes overlap the table of contents"));
     {
+        const std::string zeros =
+            deflated_repeat("", std::string_view("\0", 1), scale.overlapping_payload, "");
+        std::string shared;
+        const std::uint64_t off = place(shared, zeros);
         std::vector<toc_entry> copies;
         for (std::uint64_t i = 0; i < scale.overlapping_copies; ++i) {
-            copies.push_back({"copy-" + std::to_string(i), at, c, n, 0});
+            copies.push_back(
+                {"copy-" + std::to_string(i), off, zeros.size(), scale.overlapping_payload, 0});
         }
         cases.push_back(
-            {"entries-overlapping", sealed_image(body, toc_text(copies)), "copy-0",
+            {"entries-overlapping", sealed_image(shared, toc_text(copies)), "copy-0",
              archive_what_start("entry \"copy-0\": stored bytes overlap those of entry \"copy-"),
              false});
     }
@@ -235,7 +241,7 @@ inline std::vector<hostile_package> hostile_packages(const hostile_scale& scale)
     const std::string text = toc_text({{"e", at, c, n, 0}});
     const std::string toc = quickly_deflated(text);
     const std::uint64_t t = text.size();
-    cases.push_back(toc_case("toc-dsize-2^40", toc, tera, beyond_bound(tera - 1, toc.size())));
+    cases.push_back(toc_case("toc-dsize-1-tib", toc, tera, beyond_bound(tera - 1, toc.size())));
     cases.push_back(
         toc_case("toc-dsize-0", toc, 0, "recorded size 0 leaves no room for the terminator"));
     cases.push_back(toc_case("toc-dsize-one-more", toc, t + 2,
