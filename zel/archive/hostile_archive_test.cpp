@@ -62,6 +62,33 @@ TEST(HostileArchiveTest, DefaultLimitsTakeWhatTheSmallLimitsRefuse) {
     }
 }
 
+// Each limit takes a table of contents that reaches it exactly and refuses
+// one that passes it by one. One entry makes ten nodes (the index, the entry,
+// its four fields and their four texts) and six attributes.
+TEST(HostileArchiveTest, LimitsTakeTheirOwnValue) {
+    const testing::scratch_directory dir;
+    const std::string text = testing::toc_text({{"e", 48, 0, 0, 0}});
+    const auto path = dir.write("one.zel", testing::sealed_image("", text));
+    const zel_archive_reader_limits exact{text.size(), 10, 6};
+    EXPECT_NO_THROW(zel_archive_file_reader(path, exact));
+    struct row {
+        zel_archive_reader_limits limits;
+        std::string message;
+    };
+    const row rows[] = {
+        {{text.size() - 1, 10, 6},
+         "table of contents: text of " + std::to_string(text.size()) +
+             " bytes is over the reader's limit of " + std::to_string(text.size() - 1) + " bytes"},
+        {{text.size(), 9, 6}, "table of contents: more elements than the reader's limit of 9"},
+        {{text.size(), 10, 5}, "table of contents: more attributes than the reader's limit of 5"},
+    };
+    for (const row& r : rows) {
+        SCOPED_TRACE(r.message);
+        EXPECT_EQ(what_of([&] { zel_archive_file_reader reader(path, r.limits); }),
+                  testing::archive_message(r.message));
+    }
+}
+
 // Parameters of two names in turn each go behind the last of their name, so
 // the list holds all of one name, then all of the other, in order.
 TEST(HostileArchiveTest, AlternatingParameterNamesKeepTheirOrder) {
