@@ -34,3 +34,5 @@ endfunction()
 zel_dependency_headers(zel_deps::rapidxml rapidxml/rapidxml.hpp)
 zel_dependency_headers(zel_deps::sparsehash google/dense_hash_map)
 zel_dependency_library(zel_deps::md md5.h md)
+# Inflates a stream of known size in one call, its trailer checked.
+zel_dependency_library(zel_deps::libdeflate libdeflate.h deflate)

@@ -6,6 +6,10 @@
 // family: anything else escapes and counts as a crash. Fuzzing builds leave
 // out the hash test of the table of contents, so that mutations of it reach
 // the parser.
+//
+// The reader's limits are small, so that no mutated input costs more than a
+// moment, and they are those of the hostile seeds (made at small scale by
+// bench/hostile_packages --small), whose refusals they reach.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,14 +17,17 @@
 #include <vector>
 
 #include "zel/archive/reader.hpp"
+#include "zel/archive/reader_limits.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace {
 
+constexpr vorn::zela::zel_archive_reader_limits fuzzing_limits{1u << 15, 1000, 1000};
+
 class image_reader final : public vorn::zela::zel_archive_reader {
   public:
     image_reader(const char* image, std::uint64_t size) : image_(image), size_(size) {
-        load_image(image, size);
+        load_image(image, size, fuzzing_limits);
     }
 
     void get_entry_data(std::shared_ptr<void>& holder, const char*& data, std::uint64_t& size,

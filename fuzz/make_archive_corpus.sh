@@ -2,10 +2,13 @@
 # Writes the seed corpus of archive_fuzzer into fuzz/corpus/archive: small
 # valid packages made with the zel tool, and damaged copies of them. It was
 # run once; the seeds are committed, so run it again only to change them.
-# Usage: fuzz/make_archive_corpus.sh PATH_TO_ZEL
+# The hostile packages, whose records lie behind a valid hash, come from the
+# program that the reader's tests share, at the scale of the fuzzer's limits.
+# Usage: fuzz/make_archive_corpus.sh PATH_TO_ZEL PATH_TO_HOSTILE_PACKAGES
 set -euo pipefail
 
 zel=$(realpath "$1")
+hostile_packages=$(realpath "$2")
 out=$(realpath "$(dirname "$0")")/corpus/archive
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -48,3 +51,6 @@ stored = zlib.compress(text, 9)
 header = b'zel!' + struct.pack('<HHIIQQQQ', 0, 1, 48, 0, 0, 48, len(stored), len(text) + 1)
 open(sys.argv[1], 'wb').write(header + stored)
 PY
+
+# Packages whose sizes, streams and places lie, sealed with a valid hash.
+"$hostile_packages" --small "$out" >/dev/null

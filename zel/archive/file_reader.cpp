@@ -13,7 +13,8 @@ namespace mmap = system::mmap;
 
 zel_archive_file_reader::zel_archive_file_reader() = default;
 
-zel_archive_file_reader::zel_archive_file_reader(const std::filesystem::path& path) {
+zel_archive_file_reader::zel_archive_file_reader(const std::filesystem::path& path,
+                                                 const zel_archive_reader_limits& limits) {
     // The existence test must answer, not raise: any error counts as missing.
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored)) {
@@ -30,7 +31,7 @@ zel_archive_file_reader::zel_archive_file_reader(const std::filesystem::path& pa
     const std::uint64_t size = std::filesystem::file_size(path);
     require_header(size);
     region_ = std::make_shared<mmap::mapped_region>(file, mmap::mapped_region::read_only, 0, size);
-    load_image(region_->base(), size);
+    load_image(region_->base(), size, limits);
     file.close();
 }
 

@@ -12,7 +12,8 @@
 //  5. the header's tests (zel_archive);
 //  6. a table of contents that ends past the file: "zel file truncated before
 //     the TOC";
-//  7. the table of contents' tests (zel_archive).
+//  7. the table of contents' tests (zel_archive), and the limits the caller
+//     gives (reader_limits.hpp, whose defaults every real package passes).
 // The file itself is closed once mapped; the mapping lives on without it.
 //
 // Every view handed out holds a share of the mapping, so it stays valid after
@@ -33,7 +34,8 @@ class zel_archive_file_reader final : public zel_archive_reader {
   public:
     // An empty reader: no mapping and no entries.
     zel_archive_file_reader();
-    explicit zel_archive_file_reader(const std::filesystem::path& path);
+    explicit zel_archive_file_reader(const std::filesystem::path& path,
+                                     const zel_archive_reader_limits& limits = {});
     ~zel_archive_file_reader() override;
 
     // Points into the mapping at the entry's offset, for csize bytes, with the

@@ -1,15 +1,36 @@
 #include "zel/archive/reader.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
+#include <vector>
 
 #include "zel/archive/internal/archive_texts.hpp"
+#include "zel/archive/internal/exact_inflate.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
 #include "zel/archive/zel_archive_header.hpp"
-#include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace vorn::zela {
+
+namespace {
+
+// The words that open every refusal of one entry.
+std::string subject_of(const std::string& name) {
+    return std::string(texts::entry_subject) + name + std::string(texts::closing_quote);
+}
+
+// A range of the file that an entry's bytes may not share: another entry's
+// bytes, the header or the table of contents. name is null for the latter two.
+struct extent {
+    std::uint64_t begin;
+    std::uint64_t end;
+    const std::string* name;
+    const void* record;
+    std::string_view what;  // how a refusal names it, for the header and the table
+};
+
+}  // namespace
 
 zel_archive_reader::zel_archive_reader() = default;
 
@@ -20,6 +41,12 @@ const zel_archive_reader::entry& zel_archive_reader::entry_named(const std::stri
     if (e == nullptr) {
         throw zel_archive_exception(std::string(texts::cannot_find_entry) + name +
                                     std::string(texts::closing_quote));
+    }
+    if (!misplaced_.empty()) {
+        const auto found = misplaced_.find(e);
+        if (found != misplaced_.end()) {
+            throw zel_archive_exception(found->second);
+        }
     }
     return *e;
 }
@@ -43,14 +70,13 @@ std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(const std::stri
     if (e.dsize == 0) {
         return read_buffer::make_view({e.hash, e.csize}, std::move(holder), data, size, 0);
     }
-    // One allocation of the right size when dsize is true; a dsize that no
-    // stream of this size can reach reserves no more than the stream could
-    // give. The length is what the stream yields, whatever dsize says.
-    aligned_bytes payload;
-    payload.reserve(static_cast<std::size_t>(std::min(e.dsize, max_inflated_size(size))));
-    zlib_inflate(
-        [&payload](const char* p, std::size_t n) { payload.insert(payload.end(), p, p + n); }, data,
-        size);
+    // One allocation of exactly dsize bytes, which the stream must fill to
+    // the byte; a dsize that no stream of this size can reach is refused
+    // before anything is allocated.
+    const std::string subject = subject_of(name);
+    require_inflatable(subject, size, e.dsize);
+    aligned_bytes payload(static_cast<std::size_t>(e.dsize));
+    inflate_record(subject, data, size, payload.data(), e.dsize);
     return read_buffer::make_decoded({e.hash, e.csize}, std::move(payload));
 }
 
@@ -74,7 +100,8 @@ void zel_archive_reader::require_header(std::uint64_t size) {
     }
 }
 
-void zel_archive_reader::load_image(const char* image, std::uint64_t size) {
+void zel_archive_reader::load_image(const char* image, std::uint64_t size,
+                                    const zel_archive_reader_limits& limits) {
     require_header(size);
     read_header(image);
     // The test is made on differences so that no sum of hostile fields can
@@ -82,7 +109,60 @@ void zel_archive_reader::load_image(const char* image, std::uint64_t size) {
     if (header_.toc_csize > size || header_.toc_offset > size - header_.toc_csize) {
         throw zel_archive_exception(std::string(texts::truncated_before_toc));
     }
-    read_toc(image + header_.toc_offset);
+    read_toc(image + header_.toc_offset, limits);
+    find_misplaced_entries();
+}
+
+// One pass over the extents in order of offset, keeping the one that reaches
+// furthest: an extent that starts before that reach overlaps it. Every extent
+// that overlaps any other is found so, since the one before it in this order
+// either overlaps something earlier or reaches furthest itself.
+void zel_archive_reader::find_misplaced_entries() {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    const auto end_of = [most](std::uint64_t begin, std::uint64_t size) {
+        return size > most - begin ? most : begin + size;  // past the file anyway
+    };
+    std::vector<extent> extents;
+    extents.reserve(name_table_->size() + 2);
+    extents.push_back(
+        {0, zel_archive_header::size, nullptr, nullptr, texts::entry_overlaps_header});
+    extents.push_back({header_.toc_offset, end_of(header_.toc_offset, header_.toc_csize), nullptr,
+                       nullptr, texts::entry_overlaps_toc});
+    for (const auto& [name, e] : *name_table_) {
+        if (e->off % 16 != 0) {
+            misplaced_.try_emplace(
+                e, subject_of(name) + std::string(texts::entry_misaligned_prefix) +
+                       std::to_string(e->off) + std::string(texts::entry_misaligned_suffix));
+        } else if (e->csize > 0) {
+            extents.push_back({e->off, end_of(e->off, e->csize), &name, e, {}});
+        }
+    }
+    std::sort(extents.begin(), extents.end(),
+              [](const extent& a, const extent& b) { return a.begin < b.begin; });
+
+    const auto refuse = [this](const extent& which, const extent& other) {
+        if (which.record == nullptr) {
+            return;  // the header and the table of contents are not entries
+        }
+        std::string message = subject_of(*which.name);
+        if (other.record == nullptr) {
+            message += other.what;
+        } else {
+            message += std::string(texts::entry_overlaps_entry) + *other.name +
+                       std::string(texts::closing_quote);
+        }
+        misplaced_.try_emplace(static_cast<const entry*>(which.record), std::move(message));
+    };
+    std::size_t furthest = 0;
+    for (std::size_t i = 1; i < extents.size(); ++i) {
+        if (extents[i].begin < extents[furthest].end) {
+            refuse(extents[i], extents[furthest]);
+            refuse(extents[furthest], extents[i]);
+        }
+        if (extents[i].end > extents[furthest].end) {
+            furthest = i;
+        }
+    }
 }
 
 const char* zel_archive_reader::stored_bytes(const char* image, std::uint64_t size,

@@ -4,9 +4,25 @@
 // Where the stored bytes lie is left to the one virtual operation,
 // get_entry_data; everything else is done here for every kind of storage. An
 // entry stored as given comes back as a view of its stored bytes, with no
-// copy; a compressed entry is inflated into a buffer of its own, which does
-// not keep the storage alive. The hash of an entry is not tested on reading:
-// it is the entry's identity, and only the table of contents is protected.
+// copy; a compressed entry is inflated in one call into a buffer of exactly
+// its dsize bytes, which does not keep the storage alive. The hash of an entry
+// is not tested on reading: it is the entry's identity, and only the table of
+// contents is protected.
+//
+// What comes back is always what the table of contents records: csize stored
+// bytes, or a payload of dsize bytes from a stream of exactly csize bytes.
+// Every file is treated as hostile, whatever its hash, so an entry is refused
+// with zel_archive_exception when it is fetched, by get_entry and
+// get_raw_entry alike, if
+//  - its offset is not a multiple of 16, or its stored bytes overlap the
+//    header, the table of contents or another entry's (found when the archive
+//    is opened, before anything is inflated);
+//  - its stored bytes do not lie within the storage;
+//  - it is compressed and its dsize is more than csize bytes can inflate to;
+//  - its stream yields more or fewer than dsize bytes, ends before its
+//    stored bytes do or after them, or lacks its Adler-32 trailer.
+// A stream that is damaged otherwise raises zlib_runtime_exception. Listing,
+// get_entry_key and get_entry_params still answer for such an entry.
 //
 // A reader is fully loaded when its constructor returns and never changes
 // after that. It takes no locks, and any number of threads may read entries
@@ -17,9 +33,11 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "zel/archive/entry_params.hpp"
 #include "zel/archive/mutex_traits.hpp"
+#include "zel/archive/reader_limits.hpp"
 #include "zel/archive/system/read_buffer.hpp"
 #include "zel/archive/zel_archive.hpp"
 
@@ -52,9 +70,11 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     zel_archive_reader();
 
     // Reads the header and the table of contents of an archive whose whole
-    // image is size bytes at image. Refuses an image shorter than a header and
-    // a table of contents that does not lie within the image.
-    void load_image(const char* image, std::uint64_t size);
+    // image is size bytes at image. Refuses an image shorter than a header, a
+    // table of contents that does not lie within the image, and one beyond
+    // the limits. Then finds the entries that are misplaced.
+    void load_image(const char* image, std::uint64_t size,
+                    const zel_archive_reader_limits& limits = {});
     // Refuses a file of size bytes that cannot hold a header.
     static void require_header(std::uint64_t size);
     // The stored bytes of e in an image of size bytes; refuses bytes that do
@@ -62,8 +82,15 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     static const char* stored_bytes(const char* image, std::uint64_t size, const entry& e);
 
   private:
-    // The entry of that name; raises "Can't find entry with name \"<name>\"".
+    // The entry of that name, which is not misplaced; raises "Can't find
+    // entry with name \"<name>\"" or the entry's misplacement.
     const entry& entry_named(const std::string& name) const;
+    // Records every entry that does not start at a multiple of 16 or whose
+    // bytes overlap the header, the table of contents or another entry's.
+    void find_misplaced_entries();
+
+    // The refusal of each misplaced entry; empty for a sound archive.
+    std::unordered_map<const entry*, std::string> misplaced_;
 };
 
 }  // namespace vorn::zela

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <shared_mutex>
 
 #include "zel/archive/internal/archive_texts.hpp"
-#include "zel/archive/internal/xml_depth.hpp"
-#include "zel/archive/zlib_stream.hpp"
+#include "zel/archive/internal/exact_inflate.hpp"
+#include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/value_parse.hpp"
 
@@ -38,6 +39,54 @@ std::uint64_t integer_of(const rapidxml::xml_node<char>* element) {
         return 0;
     }
     return value;
+}
+
+// The text, exactly toc_dsize - 1 bytes and a terminator, or a refusal: a
+// recorded size beyond what the stream can yield or beyond the limit is
+// refused before anything is allocated, and a stream that yields any other
+// length than recorded is refused as it is inflated.
+std::unique_ptr<char[]> inflate_toc_text(const zel_archive_header& header, const char* stored,
+                                         const zel_archive_reader_limits& limits) {
+    const std::string_view subject = texts::toc_subject;
+    if (header.toc_dsize == 0) {
+        throw zel_archive_exception(std::string(subject) +
+                                    std::string(texts::toc_size_without_terminator));
+    }
+    const std::uint64_t size = header.toc_dsize - 1;
+    require_inflatable(subject, header.toc_csize, size);
+    if (size > limits.max_toc_text_size) {
+        throw zel_archive_exception(
+            std::string(subject) + std::string(texts::toc_text_over_limit_prefix) +
+            std::to_string(size) + std::string(texts::toc_text_over_limit_middle) +
+            std::to_string(limits.max_toc_text_size) + std::string(texts::bytes_suffix));
+    }
+    auto text = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(size) + 1);
+    inflate_record(subject, stored, header.toc_csize, text.get(), size);
+    text[size] = '\0';
+    return text;
+}
+
+// Refuses a text that nests too deeply for the parser's recursion or that
+// would make it allocate more nodes or attributes than the limits allow.
+void refuse_beyond_shape(const char* text, const zel_archive_reader_limits& limits) {
+    const xml_shape_limits shape_limits{max_toc_depth, limits.max_toc_elements,
+                                        limits.max_toc_attributes};
+    switch (xml_shape_of(text, shape_limits)) {
+        case xml_shape::within:
+            return;
+        case xml_shape::too_deep:
+            throw zel_archive_exception(std::string(texts::toc_too_deep_prefix) +
+                                        std::to_string(max_toc_depth) +
+                                        std::string(texts::toc_too_deep_suffix));
+        case xml_shape::too_many_elements:
+            throw zel_archive_exception(std::string(texts::toc_subject) +
+                                        std::string(texts::toc_elements_over_limit_prefix) +
+                                        std::to_string(limits.max_toc_elements));
+        case xml_shape::too_many_attributes:
+            throw zel_archive_exception(std::string(texts::toc_subject) +
+                                        std::string(texts::toc_attributes_over_limit_prefix) +
+                                        std::to_string(limits.max_toc_attributes));
+    }
 }
 
 }  // namespace
@@ -99,7 +148,7 @@ void zel_archive<traits>::read_header(const char* bytes) {
 }
 
 template <class traits>
-void zel_archive<traits>::read_toc(const char* stored) {
+void zel_archive<traits>::read_toc(const char* stored, const zel_archive_reader_limits& limits) {
     // A fuzzer cannot forge a 64-bit hash; fuzzing builds leave the test out
     // so that mutated tables of contents reach the parser and the entries.
 #ifndef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
@@ -107,22 +156,12 @@ void zel_archive<traits>::read_toc(const char* stored) {
         throw zel_archive_exception(std::string(texts::toc_hash_mismatch));
     }
 #endif
-    std::string text;
-    // No table of contents is longer than its stream can inflate to, whatever
-    // the header claims.
-    text.reserve(static_cast<std::size_t>(
-        std::min(header_.toc_dsize, max_inflated_size(header_.toc_csize) + 1)));
-    zlib_inflate([&text](const char* p, std::size_t n) { text.append(p, n); }, stored,
-                 header_.toc_csize);
-    if (!xml_depth_within(text.c_str(), max_toc_depth)) {
-        throw zel_archive_exception(std::string(texts::toc_too_deep_prefix) +
-                                    std::to_string(max_toc_depth) +
-                                    std::string(texts::toc_too_deep_suffix));
-    }
+    const std::unique_ptr<char[]> text = inflate_toc_text(header_, stored, limits);
+    refuse_beyond_shape(text.get(), limits);
 
     rapidxml::xml_document<char> document;
     try {
-        document.parse<0>(text.data());
+        document.parse<0>(text.get());
     } catch (const rapidxml::parse_error& e) {
         throw zel_archive_exception(std::string(texts::index_parse_error) + e.what() +
                                     std::string(texts::index_parse_where) + e.where<char>());

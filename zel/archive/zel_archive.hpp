@@ -26,6 +26,7 @@
 #include "zel/archive/internal/zel_archive_entry.hpp"
 #include "zel/archive/mutex_traits.hpp"
 #include "zel/archive/package_id.hpp"
+#include "zel/archive/reader_limits.hpp"
 #include "zel/archive/zel_archive_header.hpp"
 #include "zel/foundation/hash.hpp"
 
@@ -62,8 +63,10 @@ class zel_archive {
     // Takes the 48 header bytes and tests magic, version and table offset.
     void read_header(const char* bytes);
     // Takes the header's toc_csize stored bytes of the table of contents:
-    // tests their hash, inflates, parses and adds every entry.
-    void read_toc(const char* stored);
+    // tests their hash, inflates them to exactly toc_dsize - 1 bytes of text,
+    // parses the text and adds every entry. Refuses a text that is beyond the
+    // limits before it allocates for it.
+    void read_toc(const char* stored, const zel_archive_reader_limits& limits = {});
     // Adds the entry of one zelentry element; refuses a name already there.
     void read_toc_entry(const rapidxml::xml_node<char>* node);
 

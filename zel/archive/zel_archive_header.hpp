@@ -8,7 +8,7 @@
 //  16  u64      toc_hash: hash of the stored table of contents
 //  24  u64      toc_offset: where the stored table of contents starts
 //  32  u64      toc_csize: its stored (compressed) size
-//  40  u64      toc_dsize: length of its XML text plus one; a size hint only
+//  40  u64      toc_dsize: length of its XML text plus one, a terminator
 //
 // The header is written last, when the archive is closed: until then the
 // first 48 bytes of a new file have never been written.

@@ -114,34 +114,29 @@ TEST(ZelArchiveTest, DamagedIndexStreamRaisesTheInflateError) {
     EXPECT_EQ(refusal(path), "unknown zlib stream error during inflate");
 }
 
-TEST(ZelArchiveTest, LaxFieldsAndSizeHintsDoNotStopReading) {
+TEST(ZelArchiveTest, LaxFieldsDoNotStopReading) {
     const std::string text = index_xml(
         "<unrelated/>" + entry_xml("a", fields_xml(" 64 ", "12abc", "x", "18446744073709551615") +
                                             "<p type=\"string\" unit=\"u\">v</p>"));
-    for (const std::uint64_t hint : {std::uint64_t{0}, std::uint64_t{1} << 62}) {
-        SCOPED_TRACE(hint);
-        const testing::scratch_directory dir;
-        const auto path =
-            craft(dir, text, [hint](zel_archive_header& h, std::string&) { h.toc_dsize = hint; });
-        const archive_image image(path);
-        const auto& e = image.record("a");
-        EXPECT_EQ(e.off, 64u);
-        EXPECT_EQ(e.csize, 12u);
-        EXPECT_EQ(e.dsize, 0u);
-        EXPECT_EQ(e.hash, 18446744073709551615u);
-        ASSERT_NE(e.params, nullptr);
-        std::vector<std::string> names;
-        for (const auto& item : *e.params) {
-            names.push_back(item.name);
-        }
-        EXPECT_EQ(names, (std::vector<std::string>{"off", "csize", "dsize", "hash", "p"}));
-        const generic_param* p = e.params->find("p");
-        ASSERT_NE(p, nullptr);
-        EXPECT_EQ(p->value, "v");
-        EXPECT_EQ(p->type, "string");
-        EXPECT_EQ(p->unit, "u");
-        EXPECT_EQ(p->tag, "");
+    const testing::scratch_directory dir;
+    const archive_image image(craft(dir, text));
+    const auto& e = image.record("a");
+    EXPECT_EQ(e.off, 64u);
+    EXPECT_EQ(e.csize, 12u);
+    EXPECT_EQ(e.dsize, 0u);
+    EXPECT_EQ(e.hash, 18446744073709551615u);
+    ASSERT_NE(e.params, nullptr);
+    std::vector<std::string> names;
+    for (const auto& item : *e.params) {
+        names.push_back(item.name);
     }
+    EXPECT_EQ(names, (std::vector<std::string>{"off", "csize", "dsize", "hash", "p"}));
+    const generic_param* p = e.params->find("p");
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p->value, "v");
+    EXPECT_EQ(p->type, "string");
+    EXPECT_EQ(p->unit, "u");
+    EXPECT_EQ(p->tag, "");
 }
 
 // The header test alone lets offsets 8 to 47 pass; 8 is the first.

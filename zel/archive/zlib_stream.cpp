@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <string>
 
+#include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/deflate/deflate_encoder.hpp"
 #include "zel/foundation/exception.hpp"
 
@@ -18,13 +20,13 @@ namespace {
 constexpr std::size_t output_chunk = 4096;
 constexpr std::uint64_t input_chunk = 0xFFFFFFFFu;
 
-// The texts are fixed: the decoder's own messages are not passed on, so a
-// damaged stream reads the same whichever decoder saw it.
-constexpr const char* deflate_init_failed = "could not initialize the stream for deflate";
-constexpr const char* inflate_init_failed = "could not initialize the stream for inflate";
-constexpr const char* deflate_failed = "unknown zlib stream error during deflate";
-constexpr const char* deflate_incomplete = "stream is not complete at the end of deflate";
-constexpr const char* inflate_failed = "unknown zlib stream error during inflate";
+// The texts are fixed (archive_texts.hpp): the decoder's own messages are not
+// passed on, so a damaged stream reads the same whichever decoder saw it.
+using zela::texts::deflate_failed;
+using zela::texts::deflate_incomplete;
+using zela::texts::deflate_init_failed;
+using zela::texts::inflate_failed;
+using zela::texts::inflate_init_failed;
 
 struct inflate_guard {
     z_stream* stream;
@@ -38,7 +40,7 @@ void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
     try {
         encoder = std::make_unique<deflate::deflate_encoder>();
     } catch (const std::bad_alloc&) {
-        throw zlib_runtime_exception(deflate_init_failed);
+        throw zlib_runtime_exception(std::string(deflate_init_failed));
     }
     const auto* cursor = reinterpret_cast<const std::uint8_t*>(data);
     const auto* const end = cursor + size;
@@ -56,20 +58,20 @@ void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
             out_left = output_chunk;
             status = encoder->deflate(in, in_size, out, out_left, finish);
             if (status == deflate::stream_status::stream_error) {
-                throw zlib_runtime_exception(deflate_failed);
+                throw zlib_runtime_exception(std::string(deflate_failed));
             }
             sink(reinterpret_cast<const char*>(buffer), output_chunk - out_left);
         } while (out_left == 0);
     } while (cursor != end);
     if (status != deflate::stream_status::stream_end) {
-        throw zlib_runtime_exception(deflate_incomplete);
+        throw zlib_runtime_exception(std::string(deflate_incomplete));
     }
 }
 
 void zlib_inflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
     z_stream stream{};
     if (inflateInit2(&stream, 15) != Z_OK) {
-        throw zlib_runtime_exception(inflate_init_failed);
+        throw zlib_runtime_exception(std::string(inflate_init_failed));
     }
     const inflate_guard guard{&stream};
     const auto* cursor = reinterpret_cast<const Bytef*>(data);
@@ -91,7 +93,7 @@ void zlib_inflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
             status = inflate(&stream, Z_NO_FLUSH);
             if (status == Z_STREAM_ERROR || status == Z_DATA_ERROR || status == Z_MEM_ERROR ||
                 status == Z_NEED_DICT) {
-                throw zlib_runtime_exception(inflate_failed);
+                throw zlib_runtime_exception(std::string(inflate_failed));
             }
             sink(reinterpret_cast<const char*>(buffer), output_chunk - stream.avail_out);
         } while (stream.avail_out == 0);

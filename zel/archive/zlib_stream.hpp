@@ -10,7 +10,9 @@
 // entry is identified by the hash of its stream, so the encoder is fixed to
 // the byte. zlib_inflate accepts any valid zlib stream; running out of input
 // is not an error (a stream cut short gives its front part), a damaged
-// stream is.
+// stream is. It serves callers who stream; the archive's readers, which know
+// both sizes of every stream, inflate in one call and refuse any stream that
+// is not exactly its record (internal/exact_inflate.hpp).
 #pragma once
 
 #include <cstddef>
@@ -22,8 +24,9 @@ namespace vorn {
 using zlib_sink = std::function<void(const char*, std::size_t)>;
 
 // The most bytes that a zlib stream of stored_size bytes can inflate to:
-// deflate expands at most 1032 times. A size read from a file is capped by it
-// before memory is reserved for the payload.
+// deflate expands at most 1032 times, and the stream's header and trailer
+// give nothing. A recorded size beyond it is damage, refused before memory is
+// reserved for the payload.
 constexpr std::uint64_t max_inflated_size(std::uint64_t stored_size) noexcept {
     constexpr std::uint64_t ratio = 1032;
     constexpr std::uint64_t most = ~std::uint64_t{0};

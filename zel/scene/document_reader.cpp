@@ -22,7 +22,7 @@
 #include <string>
 #include <string_view>
 
-#include "zel/archive/internal/xml_depth.hpp"
+#include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/value_parse.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
@@ -87,7 +87,8 @@ class document_reader {
         : index_(index), state_(file_index_access::of(index)), atoms_(state_.atoms) {}
 
     void read(char* text) {
-        if (!zela::xml_depth_within(text, max_depth)) {
+        constexpr zela::xml_shape_limits limits{max_depth, ~std::uint64_t{0}, ~std::uint64_t{0}};
+        if (zela::xml_shape_of(text, limits) != zela::xml_shape::within) {
             throw zel_exception(std::string(texts::too_deep_prefix) + std::to_string(max_depth) +
                                 std::string(texts::too_deep_suffix));
         }

@@ -75,4 +75,51 @@ inline constexpr std::string_view entry_outside_prefix =
 inline constexpr std::string_view entry_outside_size = ", stored size ";
 inline constexpr std::string_view entry_outside_archive = ", archive size ";
 
+// Where an entry's stored bytes lie; each text follows the subject.
+inline constexpr std::string_view entry_subject = "entry \"";
+inline constexpr std::string_view entry_misaligned_prefix = ": offset ";
+inline constexpr std::string_view entry_misaligned_suffix = " is not a multiple of 16";
+inline constexpr std::string_view entry_overlaps_entry = ": stored bytes overlap those of entry \"";
+inline constexpr std::string_view entry_overlaps_header = ": stored bytes overlap the header";
+inline constexpr std::string_view entry_overlaps_toc =
+    ": stored bytes overlap the table of contents";
+
+// Inflating a stream against its record; each text follows the subject, an
+// entry's or the table of contents'.
+inline constexpr std::string_view toc_subject = "table of contents";
+inline constexpr std::string_view size_beyond_bound_prefix = ": recorded size ";
+inline constexpr std::string_view size_beyond_bound_middle = " is more than ";
+inline constexpr std::string_view size_beyond_bound_suffix = " stored bytes can inflate to";
+inline constexpr std::string_view stream_longer = ": zlib stream yields more than the recorded ";
+inline constexpr std::string_view stream_shorter_prefix = ": zlib stream yields ";
+inline constexpr std::string_view stream_shorter_middle = " bytes, not the recorded ";
+inline constexpr std::string_view stream_cut_prefix = ": its ";
+inline constexpr std::string_view stream_cut_suffix =
+    " stored bytes end before its zlib stream does";
+inline constexpr std::string_view stream_trailing_prefix = ": zlib stream ends after ";
+inline constexpr std::string_view stream_trailing_middle = " of its ";
+inline constexpr std::string_view stream_trailing_suffix = " stored bytes";
+inline constexpr std::string_view bytes_suffix = " bytes";
+inline constexpr std::string_view toc_size_without_terminator =
+    ": recorded size 0 leaves no room for the terminator";
+
+// A reader's limits on a table of contents (zel_archive_reader_limits).
+inline constexpr std::string_view toc_text_over_limit_prefix = ": text of ";
+inline constexpr std::string_view toc_text_over_limit_middle =
+    " bytes is over the reader's limit of ";
+inline constexpr std::string_view toc_elements_over_limit_prefix =
+    ": more elements than the reader's limit of ";
+inline constexpr std::string_view toc_attributes_over_limit_prefix =
+    ": more attributes than the reader's limit of ";
+
+// The compression streams; raised as zlib_runtime_exception, without prefix.
+inline constexpr std::string_view deflate_init_failed =
+    "could not initialize the stream for deflate";
+inline constexpr std::string_view inflate_init_failed =
+    "could not initialize the stream for inflate";
+inline constexpr std::string_view deflate_failed = "unknown zlib stream error during deflate";
+inline constexpr std::string_view deflate_incomplete =
+    "stream is not complete at the end of deflate";
+inline constexpr std::string_view inflate_failed = "unknown zlib stream error during inflate";
+
 }  // namespace vorn::zela::texts

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vorn {
@@ -36,6 +38,18 @@ class aligned_allocator {
 
     void deallocate(T* block, std::size_t) noexcept {
         ::operator delete (block, std::align_val_t{Alignment});
+    }
+
+    // A vector that grows or is made with a size leaves its new elements
+    // default-initialised, so unset for bytes: a buffer that a decoder is
+    // about to fill is not cleared first.
+    template <class U>
+    void construct(U* at) noexcept(std::is_nothrow_default_constructible_v<U>) {
+        ::new (static_cast<void*>(at)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* at, Args&&... args) {
+        ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
     }
 
     template <class U>

@@ -1,4 +1,4 @@
-#include "zel/archive/internal/xml_depth.hpp"
+#include "zel/archive/internal/xml_shape.hpp"
 
 #include <rapidxml/rapidxml.hpp>
 
@@ -17,15 +17,16 @@ bool in(const unsigned char (&table)[256], char c) {
 // What one node of the text turned out to be, after its "<".
 enum class node_kind {
     malformed,  // the parser raises here
-    closed,     // a node that opens nothing: declaration, comment, empty element
+    skipped,    // a node that the parser makes nothing of: declaration, comment
+    made,       // a node that opens nothing: an empty element, a CDATA section
     opened,     // a start tag whose contents follow
 };
 
-class depth_scanner {
+class shape_scanner {
   public:
-    explicit depth_scanner(const char* text) : p_(text) {}
+    shape_scanner(const char* text, const xml_shape_limits& limits) : p_(text), limits_(limits) {}
 
-    bool within(std::size_t limit) {
+    xml_shape scan() {
         if (starts_with("\xEF\xBB\xBF")) {
             p_ += 3;
         }
@@ -33,30 +34,35 @@ class depth_scanner {
         for (;;) {
             skip(tables::lookup_whitespace);
             if (*p_ == '\0' || (depth == 0 && *p_ != '<')) {
-                return true;  // the end, or text where the parser expects "<"
+                return xml_shape::within;  // the end, or text where the parser expects "<"
             }
             if (*p_ != '<') {
-                skip(tables::lookup_text);  // character data up to the next "<"
+                skip(tables::lookup_text);  // character data up to the next "<": one node
+                if (++elements_ > limits_.elements) {
+                    return xml_shape::too_many_elements;
+                }
                 continue;
             }
             if (depth > 0 && p_[1] == '/') {
                 if (!close_tag()) {
-                    return true;
+                    return xml_shape::within;
                 }
                 --depth;
                 continue;
             }
             ++p_;
-            switch (node()) {
-                case node_kind::malformed:
-                    return true;
-                case node_kind::closed:
-                    break;
-                case node_kind::opened:
-                    if (++depth > limit) {
-                        return false;
-                    }
-                    break;
+            const node_kind kind = node();
+            if (attributes_ > limits_.attributes) {
+                return xml_shape::too_many_attributes;
+            }
+            if (kind == node_kind::malformed) {
+                return xml_shape::within;
+            }
+            if (kind != node_kind::skipped && ++elements_ > limits_.elements) {
+                return xml_shape::too_many_elements;
+            }
+            if (kind == node_kind::opened && ++depth > limits_.depth) {
+                return xml_shape::too_deep;
             }
         }
     }
@@ -107,29 +113,32 @@ class depth_scanner {
         if (*p_ == '?') {
             // A declaration and a processing instruction both end at "?>".
             ++p_;
-            return skip_past("?>") ? node_kind::closed : node_kind::malformed;
+            return skip_past("?>") ? node_kind::skipped : node_kind::malformed;
         }
         if (*p_ == '!') {
-            return markup_declaration() ? node_kind::closed : node_kind::malformed;
+            return markup_declaration();
         }
         return element();
     }
 
-    bool markup_declaration() {
+    node_kind markup_declaration() {
+        const auto made_if = [](bool ended, node_kind kind) {
+            return ended ? kind : node_kind::malformed;
+        };
         if (starts_with("!--")) {
             p_ += 3;
-            return skip_past("-->");
+            return made_if(skip_past("-->"), node_kind::skipped);
         }
         if (starts_with("![CDATA[")) {
             p_ += 8;
-            return skip_past("]]>");
+            return made_if(skip_past("]]>"), node_kind::made);
         }
         if (starts_with("!DOCTYPE") && in(tables::lookup_whitespace, p_[8])) {
             p_ += 9;
-            return doctype();
+            return made_if(doctype(), node_kind::skipped);
         }
         ++p_;  // any other "<!" runs to the next ">"
-        return skip_past(">");
+        return made_if(skip_past(">"), node_kind::skipped);
     }
 
     // Up to the ">" that ends it, skipping bracketed parts by their depth.
@@ -175,13 +184,15 @@ class depth_scanner {
         }
         if (p_[0] == '/' && p_[1] == '>') {
             p_ += 2;
-            return node_kind::closed;
+            return node_kind::made;
         }
         return node_kind::malformed;
     }
 
-    // name = "value" or name = 'value', and the white space behind it.
+    // name = "value" or name = 'value', and the white space behind it. The
+    // parser has made the attribute before it looks at what follows its name.
     bool attribute() {
+        ++attributes_;
         skip(tables::lookup_attribute_name);
         skip(tables::lookup_whitespace);
         if (*p_ != '=') {
@@ -206,12 +217,15 @@ class depth_scanner {
     }
 
     const char* p_;
+    const xml_shape_limits& limits_;
+    std::uint64_t elements_ = 0;
+    std::uint64_t attributes_ = 0;
 };
 
 }  // namespace
 
-bool xml_depth_within(const char* text, std::size_t limit) noexcept {
-    return depth_scanner(text).within(limit);
+xml_shape xml_shape_of(const char* text, const xml_shape_limits& limits) noexcept {
+    return shape_scanner(text, limits).scan();
 }
 
 }  // namespace vorn::zela
