@@ -4,6 +4,8 @@
 #include <shared_mutex>
 #include <vector>
 
+#include "zel/archive/internal/appender_state.hpp"
+#include "zel/archive/internal/archive_tables.hpp"
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/toc_writer.hpp"
 #include "zel/archive/system/file_contents.hpp"
@@ -38,11 +40,7 @@ std::string failure_text(std::string_view what, const std::filesystem::path& pat
 
 template <class traits>
 zel_archive_file_appender<traits>::zel_archive_file_appender(system::file_system_calls& calls)
-    : content_table_(std::make_unique<content_table_type>()), calls_(&calls), file_(calls) {
-    content_table_->set_empty_key(content_key{0, 0});
-    content_table_->set_deleted_key(content_key{~std::uint64_t{0}, 0});
-    content_table_->set_resizing_parameters(0.2f, 0.5f);
-}
+    : state_(std::make_unique<appender_state<traits>>(calls)) {}
 
 template <class traits>
 zel_archive_file_appender<traits>::zel_archive_file_appender()
@@ -68,58 +66,60 @@ zel_archive_file_appender<traits>::zel_archive_file_appender(const std::filesyst
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_new(const std::filesystem::path& path) {
-    path_ = path;
-    if (!file_.open(path, system::output_file::open_mode::replace)) {
+    state_->path = path;
+    if (!state_->file.open(path, system::output_file::open_mode::replace)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_write) + path.string());
     }
     // The header's bytes are left unwritten until the close.
-    write_position_ = zel_archive_header::size;
-    stream_position_ = write_position_;
-    file_.seek(write_position_);
+    state_->write_position = zel_archive_header::size;
+    state_->stream_position = state_->write_position;
+    state_->file.seek(state_->write_position);
 }
 
 template <class traits>
 void zel_archive_file_appender<traits>::open_existing(const std::filesystem::path& path) {
-    path_ = path;
-    if (!file_.open(path, system::output_file::open_mode::update)) {
+    state_->path = path;
+    if (!state_->file.open(path, system::output_file::open_mode::update)) {
         throw zel_archive_exception(std::string(texts::cannot_open_for_update) + path.string());
     }
     // A short file leaves zeros, which fail on the magic.
     char header_bytes[zel_archive_header::size] = {};
-    file_.read_at(0, header_bytes, sizeof header_bytes);
+    state_->file.read_at(0, header_bytes, sizeof header_bytes);
     this->read_header(header_bytes);
 
     const zel_archive_header& header = this->header_;
-    fresh_from_ = file_.size_on_disk();
-    if (header.toc_csize > fresh_from_ || header.toc_offset > fresh_from_ - header.toc_csize) {
+    state_->fresh_from = state_->file.size_on_disk();
+    if (header.toc_csize > state_->fresh_from ||
+        header.toc_offset > state_->fresh_from - header.toc_csize) {
         throw zel_archive_exception(std::string(texts::truncated_before_toc));
     }
     std::vector<char> stored(header.toc_csize);
-    file_.read_at(header.toc_offset, stored.data(), stored.size());
+    state_->file.read_at(header.toc_offset, stored.data(), stored.size());
     this->read_toc(stored.data());
 
-    for (const auto& [name, record] : *this->name_table_) {
-        content_table_->insert({content_key{record->csize, record->hash}, name});
+    for (const auto& [name, record] : this->tables_->name_table) {
+        state_->content_table->insert(
+            {typename appender_state<traits>::content_key{record->csize, record->hash}, name});
     }
-    write_position_ = aligned(header.toc_offset);
-    stream_position_ = write_position_;
-    file_.seek(write_position_);
+    state_->write_position = aligned(header.toc_offset);
+    state_->stream_position = state_->write_position;
+    state_->file.seek(state_->write_position);
 }
 
 template <class traits>
 std::uint64_t zel_archive_file_appender<traits>::place(const char* data, std::uint64_t size) {
-    const std::lock_guard lock(file_lock_);
-    if (stream_position_ != write_position_) {
-        if (stream_position_ >= fresh_from_) {
-            file_.write(zeros, write_position_ - stream_position_);
+    const std::lock_guard lock(state_->file_lock);
+    if (state_->stream_position != state_->write_position) {
+        if (state_->stream_position >= state_->fresh_from) {
+            state_->file.write(zeros, state_->write_position - state_->stream_position);
         } else {
-            file_.seek(write_position_);
+            state_->file.seek(state_->write_position);
         }
     }
-    const std::uint64_t offset = write_position_;
-    file_.write(data, size);
-    stream_position_ = offset + size;
-    write_position_ = aligned(stream_position_);
+    const std::uint64_t offset = state_->write_position;
+    state_->file.write(data, size);
+    state_->stream_position = offset + size;
+    state_->write_position = aligned(state_->stream_position);
     return offset;
 }
 
@@ -140,7 +140,7 @@ std::string zel_archive_file_appender<traits>::add_entry(const std::string& name
         }
         data = zeros;  // no byte of it is read
     }
-    entry* record = this->entry_pool_.make();
+    entry* record = this->tables_->entry_pool.make();
     std::vector<char> compressed;
     const char* stored = data;
     if (compress) {
@@ -151,24 +151,24 @@ std::string zel_archive_file_appender<traits>::add_entry(const std::string& name
     }
     record->csize = size;
     record->hash = hash_bytes(stored, size);
-    const content_key key{record->csize, record->hash};
+    const typename appender_state<traits>::content_key key{record->csize, record->hash};
 
     bool known;
     {
-        const std::lock_guard lock(content_lock_);
-        const auto [item, inserted] = content_table_->insert({key, name});
+        const std::lock_guard lock(state_->content_lock);
+        const auto [item, inserted] = state_->content_table->insert({key, name});
         known = !inserted;
         if (known && !allowDup) {
             return item->second;
         }
     }
     {
-        const std::unique_lock table_lock(this->table_lock_);
-        if (!this->name_table_->insert({name, record}).second) {
+        const std::unique_lock table_lock(this->tables_->table_lock);
+        if (!this->tables_->name_table.insert({name, record}).second) {
             // The bytes are forgotten with the refused name, also when an
             // earlier entry brought them.
-            const std::lock_guard lock(content_lock_);
-            content_table_->erase(key);
+            const std::lock_guard lock(state_->content_lock);
+            state_->content_table->erase(key);
             throw zel_archive_exception(std::string(texts::cannot_add_entry) + name +
                                         std::string(texts::entry_exists));
         }
@@ -186,7 +186,7 @@ std::string zel_archive_file_appender<traits>::add_file_entry(const std::string&
         throw zel_archive_exception(path.string() + std::string(texts::file_missing));
     }
     std::vector<char> bytes;
-    if (const int error = system::read_file_contents(*calls_, path, bytes); error != 0) {
+    if (const int error = system::read_file_contents(*state_->calls, path, bytes); error != 0) {
         throw zel_archive_exception(failure_text(texts::cannot_read_file, path, error));
     }
     return add_entry(name, bytes.data(), bytes.size(), compress, allowDup);
@@ -199,7 +199,7 @@ void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry
     check_param(entry_name, param_name, param);
     entry* record;
     {
-        const std::shared_lock lock(this->table_lock_);
+        const std::shared_lock lock(this->tables_->table_lock);
         record = this->find_entry(entry_name);
     }
     if (record == nullptr) {
@@ -209,7 +209,7 @@ void zel_archive_file_appender<traits>::add_entry_param(const std::string& entry
     // thread at a time.
     const std::shared_lock lock(record->lock);
     if (record->params == nullptr) {
-        record->params = this->params_pool_.make();
+        record->params = this->tables_->params_pool.make();
     }
     record->params->add(param_name, param);
 }
@@ -237,7 +237,7 @@ void zel_archive_file_appender<traits>::write_toc_and_header() {
     zel_archive_header& header = this->header_;
     header.stamp();
     toc_writer toc(header.version_major, header.version_minor);
-    for (const auto& [name, record] : *this->name_table_) {
+    for (const auto& [name, record] : this->tables_->name_table) {
         toc.add_entry(name, record->off, record->csize, record->dsize, record->hash,
                       record->params);
     }
@@ -250,43 +250,44 @@ void zel_archive_file_appender<traits>::write_toc_and_header() {
 
     char header_bytes[zel_archive_header::size];
     header.encode(header_bytes);
-    file_.seek(0);
+    state_->file.seek(0);
     // A failed write before this point leaves the header unwritten.
-    file_.write(header_bytes, sizeof header_bytes);
+    state_->file.write(header_bytes, sizeof header_bytes);
 }
 
 template <class traits>
 void zel_archive_file_appender<traits>::check_file() const {
-    if (file_.failed()) {
-        throw zel_archive_exception(failure_text(texts::cannot_write, path_, file_.error()));
+    if (state_->file.failed()) {
+        throw zel_archive_exception(
+            failure_text(texts::cannot_write, state_->path, state_->file.error()));
     }
 }
 
 template <class traits>
 void zel_archive_file_appender<traits>::close() {
-    if (!file_.is_open()) {
+    if (!state_->file.is_open()) {
         return;
     }
     try {
-        if (!file_.failed()) {
+        if (!state_->file.failed()) {
             write_toc_and_header();
         }
     } catch (...) {
-        file_.abandon();
+        state_->file.abandon();
         throw;
     }
-    file_.close();
+    state_->file.close();
     check_file();
 }
 
 template <class traits>
 void zel_archive_file_appender<traits>::abandon() noexcept {
-    file_.abandon();
+    state_->file.abandon();
 }
 
 template <class traits>
 zel_archive_file_appender<traits>::~zel_archive_file_appender() {
-    content_table_.reset();
+    state_->content_table.reset();
     try {
         close();
     } catch (...) {

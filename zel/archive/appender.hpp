@@ -34,8 +34,6 @@
 // its table of contents and header.
 #pragma once
 
-#include <google/dense_hash_map>
-
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -43,12 +41,13 @@
 #include <vector>
 
 #include "zel/archive/system/file_system_calls.hpp"
-#include "zel/archive/system/output_file.hpp"
 #include "zel/archive/zel_archive.hpp"
 #include "zel/foundation/generic_param.hpp"
-#include "zel/foundation/hash.hpp"
 
 namespace vorn::zela {
+
+template <class traits>
+struct appender_state;
 
 template <class traits>
 class zel_archive_file_appender : public zel_archive<traits> {
@@ -102,22 +101,6 @@ class zel_archive_file_appender : public zel_archive<traits> {
     using base = zel_archive<traits>;
     using entry = typename base::entry;
 
-    struct content_key {
-        std::uint64_t csize = 0;
-        std::uint64_t hash = 0;
-        friend bool operator==(const content_key&, const content_key&) = default;
-    };
-    // Both words, mixed: keys read from an archive's table of contents are
-    // whatever that file says, and a plain combination of the two lets
-    // crafted keys (a hash equal to its size, say) fall into one probe chain.
-    // The table is never iterated, so its hash decides no bytes of a file.
-    struct content_key_hash {
-        std::size_t operator()(const content_key& key) const {
-            return static_cast<std::size_t>(hash_words(key.csize, key.hash));
-        }
-    };
-    using content_table_type = google::dense_hash_map<content_key, std::string, content_key_hash>;
-
     // Builds the tables; opens no file.
     explicit zel_archive_file_appender(system::file_system_calls& calls);
 
@@ -132,23 +115,9 @@ class zel_archive_file_appender : public zel_archive<traits> {
     // Raises the file's failure, if it has one.
     void check_file() const;
 
-    std::unique_ptr<content_table_type> content_table_;
-    std::uint64_t write_position_ = 0;
-    // Where the file stands: the end of the last bytes placed, up to 15
-    // bytes before write_position_. The gap is crossed when the next bytes
-    // come, so nothing follows the table of contents.
-    std::uint64_t stream_position_ = 0;
-    // Bytes from here on were not in the file when it was opened. A gap
-    // there is filled with zeros, which reads as if it were left unwritten
-    // and keeps the file from seeking (and flushing) for every entry; a
-    // gap before it is seeked over, so bytes of an old table of contents
-    // stay where they are.
-    std::uint64_t fresh_from_ = 0;
-    std::filesystem::path path_;
-    system::file_system_calls* calls_;
-    system::output_file file_;
-    [[no_unique_address]] typename traits::mutex file_lock_;
-    [[no_unique_address]] typename traits::mutex content_lock_;
+    // The content table, the file and its positions, and the two locks
+    // (internal/appender_state.hpp).
+    std::unique_ptr<appender_state<traits>> state_;
 };
 
 extern template class zel_archive_file_appender<parallel::mutex_traits_no_op>;

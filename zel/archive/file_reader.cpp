@@ -3,6 +3,7 @@
 #include <string>
 #include <system_error>
 
+#include "zel/archive/internal/archive_tables.hpp"
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/system/file_mapping.hpp"
 #include "zel/foundation/exception.hpp"

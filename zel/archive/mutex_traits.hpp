@@ -9,10 +9,12 @@
 
 #include <mutex>
 
-#include "zel/archive/internal/gate_shared_mutex.hpp"
-#include "zel/archive/internal/spin_mutex.hpp"
-
 namespace vorn::parallel {
+
+// The library's own locks; their definitions are internal.
+class spin_mutex;
+class spin_shared_mutex;
+class gate_shared_mutex;
 
 struct no_op_mutex {
     void lock() noexcept {}

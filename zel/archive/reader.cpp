@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "zel/archive/internal/archive_tables.hpp"
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/exact_inflate.hpp"
 #include "zel/archive/system/aligned_bytes.hpp"
@@ -123,12 +124,12 @@ void zel_archive_reader::find_misplaced_entries() {
         return size > most - begin ? most : begin + size;  // past the file anyway
     };
     std::vector<extent> extents;
-    extents.reserve(name_table_->size() + 2);
+    extents.reserve(tables_->name_table.size() + 2);
     extents.push_back(
         {0, zel_archive_header::size, nullptr, nullptr, texts::entry_overlaps_header});
     extents.push_back({header_.toc_offset, end_of(header_.toc_offset, header_.toc_csize), nullptr,
                        nullptr, texts::entry_overlaps_toc});
-    for (const auto& [name, e] : *name_table_) {
+    for (const auto& [name, e] : tables_->name_table) {
         if (e->off % 16 != 0) {
             misplaced_.try_emplace(
                 e, subject_of(name) + std::string(texts::entry_misaligned_prefix) +

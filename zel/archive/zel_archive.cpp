@@ -7,6 +7,7 @@
 #include <memory>
 #include <shared_mutex>
 
+#include "zel/archive/internal/archive_tables.hpp"
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/exact_inflate.hpp"
 #include "zel/archive/internal/xml_shape.hpp"
@@ -92,26 +93,24 @@ void refuse_beyond_shape(const char* text, const zel_archive_reader_limits& limi
 }  // namespace
 
 template <class traits>
-zel_archive<traits>::zel_archive() : name_table_(std::make_unique<name_table_type>()) {
-    name_table_->set_empty_key(std::string());
-}
+zel_archive<traits>::zel_archive() : tables_(std::make_unique<archive_tables<traits>>()) {}
 
 template <class traits>
 zel_archive<traits>::~zel_archive() = default;
 
 template <class traits>
 void zel_archive<traits>::list_entries(std::vector<std::string>& names) const {
-    const std::shared_lock lock(table_lock_);
+    const std::shared_lock lock(tables_->table_lock);
     names.clear();
-    names.reserve(name_table_->size());
-    for (const auto& item : *name_table_) {
+    names.reserve(tables_->name_table.size());
+    for (const auto& item : tables_->name_table) {
         names.push_back(item.first);
     }
 }
 
 template <class traits>
 binary_identity zel_archive<traits>::get_entry_key(const std::string& name) const {
-    const std::shared_lock lock(table_lock_);
+    const std::shared_lock lock(tables_->table_lock);
     const entry* e = find_entry(name);
     return e ? binary_identity{e->hash, e->csize} : binary_identity{};
 }
@@ -127,8 +126,8 @@ typename zel_archive<traits>::entry* zel_archive<traits>::find_entry(
     if (name.empty()) {
         return nullptr;  // the table's reserved key, never an entry
     }
-    const auto it = name_table_->find(name);
-    return it == name_table_->end() ? nullptr : it->second;
+    const auto it = tables_->name_table.find(name);
+    return it == tables_->name_table.end() ? nullptr : it->second;
 }
 
 template <class traits>
@@ -178,7 +177,7 @@ void zel_archive<traits>::read_toc(const char* stored, const zel_archive_reader_
 
 template <class traits>
 void zel_archive<traits>::read_toc_entry(const rapidxml::xml_node<char>* node) {
-    entry* e = entry_pool_.make();
+    entry* e = tables_->entry_pool.make();
     const std::string name = attribute_text(node, texts::name_attribute);
     if (name.empty()) {
         throw zel_archive_exception(std::string(texts::entry_without_name));
@@ -221,11 +220,11 @@ void zel_archive<traits>::read_toc_entry(const rapidxml::xml_node<char>* node) {
         params.add(text_of(child->name(), child->name_size()), std::move(param));
     }
     if (!params.empty()) {
-        e->params = params_pool_.make();
+        e->params = tables_->params_pool.make();
         e->params->swap(params);
     }
 
-    if (!name_table_->insert({name, e}).second) {
+    if (!tables_->name_table.insert({name, e}).second) {
         throw zel_archive_exception(name + std::string(texts::duplicate_entry));
     }
 }

@@ -14,21 +14,17 @@
 // is: 32 buckets at first, growing by doubling above half full.
 #pragma once
 
-#include <google/dense_hash_map>
-
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "zel/archive/binary_identity.hpp"
 #include "zel/archive/entry_params.hpp"
-#include "zel/archive/internal/object_pool.hpp"
-#include "zel/archive/internal/zel_archive_entry.hpp"
 #include "zel/archive/mutex_traits.hpp"
 #include "zel/archive/package_id.hpp"
 #include "zel/archive/reader_limits.hpp"
+#include "zel/archive/zel_archive_entry.hpp"
 #include "zel/archive/zel_archive_header.hpp"
-#include "zel/foundation/hash.hpp"
 
 namespace rapidxml {
 template <class Ch>
@@ -36,6 +32,9 @@ class xml_node;
 }
 
 namespace vorn::zela {
+
+template <class traits>
+struct archive_tables;
 
 template <class traits>
 class zel_archive {
@@ -58,8 +57,6 @@ class zel_archive {
     const zel_archive_header& header() const { return header_; }
 
   protected:
-    using name_table_type = google::dense_hash_map<std::string, entry*, vorn::hash<std::string>>;
-
     // Takes the 48 header bytes and tests magic, version and table offset.
     void read_header(const char* bytes);
     // Takes the header's toc_csize stored bytes of the table of contents:
@@ -74,10 +71,8 @@ class zel_archive {
     entry* find_entry(const std::string& name) const;
 
     zel_archive_header header_;
-    object_pool<entry, traits> entry_pool_;
-    object_pool<entry_params, traits> params_pool_;
-    std::unique_ptr<name_table_type> name_table_;
-    [[no_unique_address]] mutable typename traits::shared_mutex table_lock_;
+    // The pools, the name table and its lock (internal/archive_tables.hpp).
+    std::unique_ptr<archive_tables<traits>> tables_;
 };
 
 extern template class zel_archive<parallel::mutex_traits_no_op>;

@@ -14,6 +14,10 @@
 #include <utility>
 #include <vector>
 
+#include "zel/archive/internal/gate_shared_mutex.hpp"
+#include "zel/archive/internal/spin_mutex.hpp"
+#include "zel/archive/mutex_traits.hpp"
+
 namespace vorn::zela {
 
 template <class T, class traits, std::size_t block_elements = 2048>
