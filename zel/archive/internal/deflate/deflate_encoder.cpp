@@ -201,7 +201,9 @@ step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in
     return report(deliver_pending());
 }
 
-deflate_encoder::deflate_encoder() : state_(std::make_unique<state>()) {}
+// Default-initialised: the state is cleared by its members' constructors, as
+// far as it needs clearing, not zeroed whole.
+deflate_encoder::deflate_encoder() : state_(std::make_unique_for_overwrite<state>()) {}
 
 deflate_encoder::~deflate_encoder() = default;
 

@@ -29,7 +29,13 @@ class lz_window {
         std::uint32_t length = min_match - 1;
     };
 
-    lz_window() : bytes_{}, chain_heads_{} {}
+    // Clears what is read before it is written: the chain heads and the
+    // window bytes (a comparison may look at bytes past the lookahead before
+    // its result is cut to it). The chain links are always written first.
+    lz_window() {
+        bytes_.fill(0);
+        chain_heads_.fill(0);
+    }
 
     // Moves up to (max_match - lookahead) bytes from src into the lookahead
     // and indexes the positions whose three bytes are now known. Returns the
