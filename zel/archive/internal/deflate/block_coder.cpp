@@ -50,7 +50,7 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             const symbol_info l = length_symbols[length];
             out.put(t.literal_codes[l.symbol], t.literal_lengths[l.symbol]);
             out.put(length & ((1u << l.extra_bits) - 1), l.extra_bits);
-            const symbol_info d = distance_table[distance];
+            const symbol_info d = distance_symbol(distance);
             out.put(t.distance_codes[d.symbol], t.distance_lengths[d.symbol]);
             out.put(distance & ((1u << d.extra_bits) - 1), d.extra_bits);
         } else {
