@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "zel/archive/internal/deflate/huffman_code.hpp"
 
@@ -35,7 +36,30 @@ const code_table& fixed_table() {
     return table;
 }
 
+// The bit buffer lives in locals here, where nearly all bits of a block are
+// written. Bits are gathered until the next record might not fit in 64 and
+// then stored as one word: a match takes at most 48 bits (15 + 5 + 15 + 13)
+// and a literal 15, so one store serves a match or up to three literals.
+// Whole bytes past the end mark count as an overflow, as in bit_writer; the
+// word stored may reach into the margin behind the mark.
 bool write_records(bit_writer& out, const lz_block& block, const code_table& t) {
+    const bit_writer::mark start = out.save();
+    std::uint8_t* next = start.next;
+    std::uint64_t buffer = start.buffer;
+    std::uint32_t pending = start.pending;
+    std::uint8_t* const end_mark = out.end_mark();
+    const auto store = [&] {
+        std::memcpy(next, &buffer, 8);
+        next += pending >> 3;
+        buffer >>= pending & ~7u;
+        pending &= 7;
+        return next < end_mark;
+    };
+    const auto overflow = [&] {
+        out.restore({end_mark, 0, 0});
+        return false;
+    };
+
     const std::uint8_t* p = block.begin();
     const std::uint8_t* const end = block.end();
     std::uint32_t flags = 1;
@@ -44,22 +68,41 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             flags = *p++ | 0x100u;
         }
         if (flags & 1) {
+            if (pending > 64 - 48 && !store()) {
+                return overflow();
+            }
             const std::uint32_t length = p[0];
             const std::uint32_t distance = p[1] | (p[2] << 8);
             p += 3;
             const symbol_info l = length_symbols[length];
-            out.put(t.literal_codes[l.symbol], t.literal_lengths[l.symbol]);
-            out.put(length & ((1u << l.extra_bits) - 1), l.extra_bits);
+            buffer |= std::uint64_t{t.literal_codes[l.symbol]} << pending;
+            pending += t.literal_lengths[l.symbol];
+            buffer |= std::uint64_t{length & ((1u << l.extra_bits) - 1)} << pending;
+            pending += l.extra_bits;
             const symbol_info d = distance_symbol(distance);
-            out.put(t.distance_codes[d.symbol], t.distance_lengths[d.symbol]);
-            out.put(distance & ((1u << d.extra_bits) - 1), d.extra_bits);
+            buffer |= std::uint64_t{t.distance_codes[d.symbol]} << pending;
+            pending += t.distance_lengths[d.symbol];
+            buffer |= std::uint64_t{distance & ((1u << d.extra_bits) - 1)} << pending;
+            pending += d.extra_bits;
         } else {
+            if (pending > 64 - 15 && !store()) {
+                return overflow();
+            }
             const std::uint8_t literal = *p++;
-            out.put(t.literal_codes[literal], t.literal_lengths[literal]);
+            buffer |= std::uint64_t{t.literal_codes[literal]} << pending;
+            pending += t.literal_lengths[literal];
         }
     }
-    out.put(t.literal_codes[end_of_block], t.literal_lengths[end_of_block]);
-    return !out.overflowed();
+    if (pending > 64 - 15 && !store()) {
+        return overflow();
+    }
+    buffer |= std::uint64_t{t.literal_codes[end_of_block]} << pending;
+    pending += t.literal_lengths[end_of_block];
+    if (!store()) {
+        return overflow();
+    }
+    out.restore({next, buffer, pending});
+    return true;
 }
 
 // The code lengths of both tables, run-length coded with the symbols 16
