@@ -16,8 +16,8 @@ namespace vorn::deflate {
 void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bits,
                         std::uint8_t* lengths);
 
-// Canonical codes for the lengths, bit-reversed so that they can be written
-// least significant bit first.
+// Canonical codes for the lengths (at most 16), bit-reversed so that they
+// can be written least significant bit first.
 void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes);
 
 }  // namespace vorn::deflate
