@@ -7,6 +7,12 @@
 // again), and the first 257 bytes are mirrored behind the window so that a
 // match can be compared across its end without wrapping. The matches found,
 // and thereby the compressed bytes, depend on every one of these details.
+//
+// Nothing is cleared when a window is made: 96 KiB of stores would cost a
+// small payload more than coding it. Window bytes are only looked at where
+// they have been written, or masked off; chain links are written before they
+// are read; and the chain heads are cleared by begin(), all of them or, when
+// the whole input is known and short, the ones it will index.
 #pragma once
 
 #include <algorithm>
@@ -29,13 +35,10 @@ class lz_window {
         std::uint32_t length = min_match - 1;
     };
 
-    // Clears what is read before it is written: the chain heads and the
-    // window bytes (a comparison may look at bytes past the lookahead before
-    // its result is cut to it). The chain links are always written first.
-    lz_window() {
-        bytes_.fill(0);
-        chain_heads_.fill(0);
-    }
+    // Must be called once before the first fill, with the input of that
+    // fill; whole tells that no more input will follow. Should more follow
+    // all the same, the heads are cleared in full at that moment.
+    void begin(const std::uint8_t* input, std::size_t size, bool whole);
 
     // Moves up to (max_match - lookahead) bytes from src into the lookahead
     // and indexes the positions whose three bytes are now known. Returns the
@@ -74,6 +77,14 @@ class lz_window {
     static constexpr std::uint32_t hash_mask = (1u << hash_bits) - 1;
     static constexpr std::uint32_t mirror = max_match - 1;
     static constexpr std::uint32_t compare_slack = 16;
+    // Up to this many input bytes, clearing the heads one by one is cheaper
+    // than clearing all of them.
+    static constexpr std::size_t short_input = 1024;
+
+    static std::uint32_t hash_of(const std::uint8_t* p) {
+        return ((p[0] << (hash_shift * 2)) ^ (p[1] << hash_shift) ^ p[2]) & hash_mask;
+    }
+    void clear_heads_keeping_indexed();
 
     void put(std::uint32_t at, std::uint8_t c) {
         bytes_[at] = c;
@@ -100,9 +111,37 @@ class lz_window {
     std::uint32_t position_ = 0;   // the coding position, counted from the start
     std::uint32_t lookahead_ = 0;  // bytes at and behind position_ that are known
     std::uint32_t history_ = 0;    // bytes before position_ that may be referred to
+    std::uint64_t filled_ = 0;     // bytes taken in by fill
+    // Bytes from the start whose chain heads begin() cleared: all, or those
+    // of a short input.
+    std::uint64_t heads_cleared_for_ = ~std::uint64_t{0};
 };
 
+inline void lz_window::begin(const std::uint8_t* input, std::size_t size, bool whole) {
+    if (!whole || size > short_input) {
+        chain_heads_.fill(0);
+        return;
+    }
+    for (std::size_t at = 0; at + min_match <= size; ++at) {
+        chain_heads_[hash_of(input + at)] = 0;
+    }
+    heads_cleared_for_ = size;
+}
+
+// Every position indexed so far is still in the window, and the head of a
+// hash is the last position indexed under it.
+inline void lz_window::clear_heads_keeping_indexed() {
+    chain_heads_.fill(0);
+    for (std::uint32_t at = 0; at + min_match <= position_ + lookahead_; ++at) {
+        chain_heads_[hash_of(&bytes_[at])] = static_cast<std::uint16_t>(at);
+    }
+    heads_cleared_for_ = ~std::uint64_t{0};
+}
+
 inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t available) {
+    if (filled_ + available > heads_cleared_for_) {
+        clear_heads_keeping_indexed();
+    }
     std::size_t taken = 0;
     if (lookahead_ + history_ >= min_match - 1) {
         std::uint32_t at = (position_ + lookahead_) & mask;
@@ -125,32 +164,38 @@ inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t availabl
             put((position_ + lookahead_) & mask, c);
             if (++lookahead_ + history_ >= min_match) {
                 const std::uint32_t insert = position_ + lookahead_ - 1 - 2;
-                const std::uint32_t hash = ((bytes_[insert & mask] << (hash_shift * 2)) ^
-                                            (bytes_[(insert + 1) & mask] << hash_shift) ^ c) &
-                                           hash_mask;
+                const std::uint8_t three[3] = {bytes_[insert & mask], bytes_[(insert + 1) & mask],
+                                               c};
+                const std::uint32_t hash = hash_of(three);
                 link(insert, hash);
             }
         }
     }
     history_ = std::min(size - lookahead_, history_);
+    filled_ += taken;
     return taken;
 }
 
+// Compares a word at a time; the bytes of the last word that lie past limit
+// may never have been written and are masked off before they are looked at.
 inline std::uint32_t lz_window::common_length(const std::uint8_t* a, const std::uint8_t* b,
                                               std::uint32_t limit) {
-    std::uint32_t n = 0;
-    while (n < limit) {
+    for (std::uint32_t n = 0;; n += 8) {
         std::uint64_t x;
         std::uint64_t y;
         std::memcpy(&x, a + n, 8);
         std::memcpy(&y, b + n, 8);
-        if (x != y) {
-            n += static_cast<std::uint32_t>(std::countr_zero(x ^ y)) / 8;
-            break;
+        std::uint64_t differ = x ^ y;
+        const std::uint32_t left = limit - n;
+        if (left < 8) {
+            differ &= (std::uint64_t{1} << (left * 8)) - 1;
+            return differ == 0 ? limit
+                               : n + static_cast<std::uint32_t>(std::countr_zero(differ)) / 8;
         }
-        n += 8;
+        if (differ != 0) {
+            return n + static_cast<std::uint32_t>(std::countr_zero(differ)) / 8;
+        }
     }
-    return std::min(n, limit);
 }
 
 inline lz_window::match lz_window::find_match() const {
