@@ -107,36 +107,45 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
 
 // The code lengths of both tables, run-length coded with the symbols 16
 // (repeat the previous length 3 to 6 times), 17 (3 to 10 zeros) and 18 (11
-// to 138 zeros). Each symbol 16 to 18 is followed by its repeat count.
+// to 138 zeros). Each symbol 16 to 18 is followed by its repeat count. A run
+// of a length other than 0 is sent as the length and then repeats of it in
+// groups of at most 6; a run of zeros in groups of at most 138. What is left
+// of a run below 3 is sent as plain lengths.
 class length_packer {
   public:
     explicit length_packer(std::array<std::uint16_t, code_length_symbols>& counts)
         : counts_(counts) {}
 
     void pack(const std::uint8_t* lengths, int count) {
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count;) {
             const std::uint8_t length = lengths[i];
+            int run = 1;
+            while (i + run < count && lengths[i + run] == length) {
+                ++run;
+            }
+            i += run;
             if (length == 0) {
-                flush_repeats();
-                if (++zeros_ == 138) {
-                    flush_zeros();
+                for (; run >= 138; run -= 138) {
+                    emit(18, 138 - 11);
+                }
+                if (run < 3) {
+                    plain(0, run);
+                } else if (run <= 10) {
+                    emit(17, static_cast<std::uint8_t>(run - 3));
+                } else {
+                    emit(18, static_cast<std::uint8_t>(run - 11));
                 }
             } else {
-                flush_zeros();
-                if (length != previous_) {
-                    flush_repeats();
-                    ++counts_[length];
-                    packed_[size_++] = length;
-                } else if (++repeats_ == 6) {
-                    flush_repeats();
+                plain(length, 1);
+                for (--run; run >= 6; run -= 6) {
+                    emit(16, 6 - 3);
+                }
+                if (run < 3) {
+                    plain(length, run);
+                } else {
+                    emit(16, static_cast<std::uint8_t>(run - 3));
                 }
             }
-            previous_ = length;
-        }
-        if (repeats_ != 0) {
-            flush_repeats();
-        } else {
-            flush_zeros();
         }
     }
 
@@ -144,48 +153,21 @@ class length_packer {
     const std::uint8_t* end() const { return packed_.data() + size_; }
 
   private:
+    void plain(std::uint8_t length, int times) {
+        counts_[length] = static_cast<std::uint16_t>(counts_[length] + times);
+        for (; times > 0; --times) {
+            packed_[size_++] = length;
+        }
+    }
     void emit(std::uint8_t symbol, std::uint8_t argument) {
         ++counts_[symbol];
         packed_[size_++] = symbol;
         packed_[size_++] = argument;
     }
-    void flush_repeats() {
-        if (repeats_ == 0) {
-            return;
-        }
-        if (repeats_ < 3) {
-            counts_[previous_] = static_cast<std::uint16_t>(counts_[previous_] + repeats_);
-            for (; repeats_ > 0; --repeats_) {
-                packed_[size_++] = previous_;
-            }
-        } else {
-            emit(16, static_cast<std::uint8_t>(repeats_ - 3));
-        }
-        repeats_ = 0;
-    }
-    void flush_zeros() {
-        if (zeros_ == 0) {
-            return;
-        }
-        if (zeros_ < 3) {
-            counts_[0] = static_cast<std::uint16_t>(counts_[0] + zeros_);
-            for (; zeros_ > 0; --zeros_) {
-                packed_[size_++] = 0;
-            }
-        } else if (zeros_ <= 10) {
-            emit(17, static_cast<std::uint8_t>(zeros_ - 3));
-        } else {
-            emit(18, static_cast<std::uint8_t>(zeros_ - 11));
-        }
-        zeros_ = 0;
-    }
 
     std::array<std::uint16_t, code_length_symbols>& counts_;
-    std::array<std::uint8_t, literal_symbols + distance_symbols> packed_{};
+    std::array<std::uint8_t, literal_symbols + distance_symbols> packed_;
     int size_ = 0;
-    std::uint32_t zeros_ = 0;
-    std::uint32_t repeats_ = 0;
-    std::uint8_t previous_ = 0xFF;
 };
 
 }  // namespace

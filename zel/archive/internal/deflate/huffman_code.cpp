@@ -191,9 +191,13 @@ void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bit
 }
 
 void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes) {
+    // Unused symbols are not counted: most lengths are 0, and counting them
+    // would chain every step on the one counter.
     std::array<int, max_supported_bits + 1> per_length{};
     for (int i = 0; i < count; ++i) {
-        ++per_length[lengths[i]];
+        if (lengths[i] != 0) {
+            ++per_length[lengths[i]];
+        }
     }
     std::array<std::uint32_t, max_supported_bits + 1> next_code{};
     std::uint32_t code = 0;
