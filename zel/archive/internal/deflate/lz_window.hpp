@@ -12,7 +12,9 @@
 // small payload more than coding it. Window bytes are only looked at where
 // they have been written, or masked off; chain links are written before they
 // are read; and the chain heads are cleared by begin(), all of them or, when
-// the whole input is known and short, the ones it will index.
+// the whole input is known and short, the ones it will index. (A head never
+// written would only lengthen a chain past its true end, where no longer
+// match can lie; the heads are cleared so that nothing undefined is read.)
 #pragma once
 
 #include <algorithm>
@@ -35,9 +37,10 @@ class lz_window {
         std::uint32_t length = min_match - 1;
     };
 
-    // Must be called once before the first fill, with the input of that
-    // fill; whole tells that no more input will follow. Should more follow
-    // all the same, the heads are cleared in full at that moment.
+    // Must be called once before the first fill, with all the input of that
+    // call; whole tells that no more input will follow. A short input that
+    // is whole must then be taken in before any other: it is, since no block
+    // can end within it, so the stream ends in the same call.
     void begin(const std::uint8_t* input, std::size_t size, bool whole);
 
     // Moves up to (max_match - lookahead) bytes from src into the lookahead
@@ -84,7 +87,6 @@ class lz_window {
     static std::uint32_t hash_of(const std::uint8_t* p) {
         return ((p[0] << (hash_shift * 2)) ^ (p[1] << hash_shift) ^ p[2]) & hash_mask;
     }
-    void clear_heads_keeping_indexed();
 
     void put(std::uint32_t at, std::uint8_t c) {
         bytes_[at] = c;
@@ -111,10 +113,6 @@ class lz_window {
     std::uint32_t position_ = 0;   // the coding position, counted from the start
     std::uint32_t lookahead_ = 0;  // bytes at and behind position_ that are known
     std::uint32_t history_ = 0;    // bytes before position_ that may be referred to
-    std::uint64_t filled_ = 0;     // bytes taken in by fill
-    // Bytes from the start whose chain heads begin() cleared: all, or those
-    // of a short input.
-    std::uint64_t heads_cleared_for_ = ~std::uint64_t{0};
 };
 
 inline void lz_window::begin(const std::uint8_t* input, std::size_t size, bool whole) {
@@ -125,23 +123,9 @@ inline void lz_window::begin(const std::uint8_t* input, std::size_t size, bool w
     for (std::size_t at = 0; at + min_match <= size; ++at) {
         chain_heads_[hash_of(input + at)] = 0;
     }
-    heads_cleared_for_ = size;
-}
-
-// Every position indexed so far is still in the window, and the head of a
-// hash is the last position indexed under it.
-inline void lz_window::clear_heads_keeping_indexed() {
-    chain_heads_.fill(0);
-    for (std::uint32_t at = 0; at + min_match <= position_ + lookahead_; ++at) {
-        chain_heads_[hash_of(&bytes_[at])] = static_cast<std::uint16_t>(at);
-    }
-    heads_cleared_for_ = ~std::uint64_t{0};
 }
 
 inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t available) {
-    if (filled_ + available > heads_cleared_for_) {
-        clear_heads_keeping_indexed();
-    }
     std::size_t taken = 0;
     if (lookahead_ + history_ >= min_match - 1) {
         std::uint32_t at = (position_ + lookahead_) & mask;
@@ -172,7 +156,6 @@ inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t availabl
         }
     }
     history_ = std::min(size - lookahead_, history_);
-    filled_ += taken;
     return taken;
 }
 
