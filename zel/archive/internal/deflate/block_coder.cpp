@@ -180,12 +180,10 @@ bool write_fixed_block(bit_writer& out, const lz_block& block) {
 bool write_dynamic_block(bit_writer& out, lz_block& block) {
     code_table t;
     block.literal_counts()[end_of_block] = 1;
-    build_code_lengths(block.literal_counts().data(), literal_symbols, max_code_bits,
-                       t.literal_lengths.data());
-    build_code_lengths(block.distance_counts().data(), distance_symbols, max_code_bits,
-                       t.distance_lengths.data());
-    assign_codes(t.literal_lengths.data(), literal_symbols, t.literal_codes.data());
-    assign_codes(t.distance_lengths.data(), distance_symbols, t.distance_codes.data());
+    build_code(block.literal_counts().data(), literal_symbols, max_code_bits,
+               t.literal_lengths.data(), t.literal_codes.data());
+    build_code(block.distance_counts().data(), distance_symbols, max_code_bits,
+               t.distance_lengths.data(), t.distance_codes.data());
 
     int literal_count = 286;
     while (literal_count > 257 && t.literal_lengths[literal_count - 1] == 0) {
@@ -207,8 +205,8 @@ bool write_dynamic_block(bit_writer& out, lz_block& block) {
 
     std::array<std::uint8_t, code_length_symbols> cl_lengths{};
     std::array<std::uint16_t, code_length_symbols> cl_codes{};
-    build_code_lengths(counts.data(), code_length_symbols, max_code_length_bits, cl_lengths.data());
-    assign_codes(cl_lengths.data(), code_length_symbols, cl_codes.data());
+    build_code(counts.data(), code_length_symbols, max_code_length_bits, cl_lengths.data(),
+               cl_codes.data());
 
     out.put(2, 2);
     out.put(static_cast<std::uint32_t>(literal_count - 257), 5);

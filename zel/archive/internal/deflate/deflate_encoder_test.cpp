@@ -113,7 +113,8 @@ TEST(HuffmanCodeTest, LengthsStayWithinTheLimitAndFormACompleteCode) {
     }
     for (const int limit : {7, 15}) {
         std::array<std::uint8_t, 30> lengths{};
-        build_code_lengths(frequencies.data(), 30, limit, lengths.data());
+        std::array<std::uint16_t, 30> codes{};
+        build_code(frequencies.data(), 30, limit, lengths.data(), codes.data());
         std::uint64_t kraft = 0;
         for (const std::uint8_t l : lengths) {
             ASSERT_GE(l, 1);
@@ -121,19 +122,25 @@ TEST(HuffmanCodeTest, LengthsStayWithinTheLimitAndFormACompleteCode) {
             kraft += std::uint64_t{1} << (limit - l);
         }
         EXPECT_EQ(kraft, std::uint64_t{1} << limit);
+        std::array<std::uint16_t, 30> canonical{};
+        assign_codes(lengths.data(), 30, canonical.data());
+        EXPECT_EQ(codes, canonical);
     }
 }
 
 TEST(HuffmanCodeTest, SingleAndAbsentSymbols) {
     const std::uint16_t one[4] = {0, 0, 5, 0};
     std::uint8_t lengths[4];
-    build_code_lengths(one, 4, 15, lengths);
+    std::uint16_t codes[4];
+    build_code(one, 4, 15, lengths, codes);
     EXPECT_EQ(std::vector<int>(lengths, lengths + 4), (std::vector<int>{0, 0, 1, 0}));
 
     // Equal frequencies: the higher symbol takes the shorter code.
     const std::uint16_t three[3] = {4, 4, 4};
-    build_code_lengths(three, 3, 15, lengths);
+    build_code(three, 3, 15, lengths, codes);
     EXPECT_EQ(std::vector<int>(lengths, lengths + 3), (std::vector<int>{2, 2, 1}));
+    // Canonical codes 10, 11 and 0, sent least significant bit first.
+    EXPECT_EQ(std::vector<int>(codes, codes + 3), (std::vector<int>{1, 3, 0}));
 }
 
 }  // namespace

@@ -160,15 +160,18 @@ void limit_lengths(std::array<int, max_supported_bits + 1>& per_length, int symb
 
 }  // namespace
 
-void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bits,
-                        std::uint8_t* lengths) {
+void build_code(const std::uint16_t* frequencies, int count, int max_bits, std::uint8_t* lengths,
+                std::uint16_t* codes) {
     std::array<ranked_symbol, 288> symbols;
     std::array<ranked_symbol, 288> scratch;
+    // The used symbols in symbol order, gathered without a branch: most
+    // blocks use a scattered few of the 288.
+    std::array<std::uint16_t, 288> used_symbols;
     int used = 0;
     for (int i = 0; i < count; ++i) {
-        if (frequencies[i] != 0) {
-            symbols[used++] = {frequencies[i], static_cast<std::uint16_t>(i)};
-        }
+        symbols[used] = {frequencies[i], static_cast<std::uint16_t>(i)};
+        used_symbols[used] = static_cast<std::uint16_t>(i);
+        used += frequencies[i] != 0 ? 1 : 0;
     }
     ranked_symbol* sorted = sort_by_frequency(used, symbols.data(), scratch.data());
     minimum_redundancy(sorted, used);
@@ -187,6 +190,21 @@ void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bit
         for (int k = per_length[length]; k > 0; --k) {
             lengths[sorted[--j].symbol] = static_cast<std::uint8_t>(length);
         }
+    }
+
+    // The canonical codes, as assign_codes gives them, visiting only the
+    // used symbols.
+    std::fill(codes, codes + count, std::uint16_t{0});
+    std::array<std::uint32_t, max_supported_bits + 1> next_code{};
+    std::uint32_t code = 0;
+    for (int length = 2; length <= max_bits; ++length) {
+        code = (code + static_cast<std::uint32_t>(per_length[length - 1])) << 1;
+        next_code[length] = code;
+    }
+    for (int k = 0; k < used; ++k) {
+        const std::uint16_t symbol = used_symbols[k];
+        const int length = lengths[symbol];
+        codes[symbol] = static_cast<std::uint16_t>(reverse_bits(next_code[length]++, length));
     }
 }
 
