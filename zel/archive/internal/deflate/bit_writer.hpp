@@ -2,7 +2,8 @@
 //
 // Bytes that would land past the end mark are dropped rather than written;
 // the caller learns from overflowed() that the buffer was too small and codes
-// the block another way.
+// the block another way. The buffer must extend at least 8 bytes past the
+// end mark: whole words are stored there while the writer is short of it.
 #pragma once
 
 #include <cstdint>
@@ -71,6 +72,7 @@ class bit_writer {
     }
 
     std::uint8_t* next() const { return next_; }
+    std::uint8_t* end_mark() const { return end_; }
     std::size_t written() const { return static_cast<std::size_t>(next_ - begin_); }
     bool overflowed() const { return next_ >= end_; }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "zel/archive/internal/deflate/huffman_code.hpp"
 
@@ -35,7 +36,30 @@ const code_table& fixed_table() {
     return table;
 }
 
+// The bit buffer lives in locals here, where nearly all bits of a block are
+// written. Bits are gathered until the next record might not fit in 64 and
+// then stored as one word: a match takes at most 48 bits (15 + 5 + 15 + 13)
+// and a literal 15, so one store serves a match or up to three literals.
+// Whole bytes past the end mark count as an overflow, as in bit_writer; the
+// word stored may reach into the margin behind the mark.
 bool write_records(bit_writer& out, const lz_block& block, const code_table& t) {
+    const bit_writer::mark start = out.save();
+    std::uint8_t* next = start.next;
+    std::uint64_t buffer = start.buffer;
+    std::uint32_t pending = start.pending;
+    std::uint8_t* const end_mark = out.end_mark();
+    const auto store = [&] {
+        std::memcpy(next, &buffer, 8);
+        next += pending >> 3;
+        buffer >>= pending & ~7u;
+        pending &= 7;
+        return next < end_mark;
+    };
+    const auto overflow = [&] {
+        out.restore({end_mark, 0, 0});
+        return false;
+    };
+
     const std::uint8_t* p = block.begin();
     const std::uint8_t* const end = block.end();
     std::uint32_t flags = 1;
@@ -44,56 +68,84 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             flags = *p++ | 0x100u;
         }
         if (flags & 1) {
+            if (pending > 64 - 48 && !store()) {
+                return overflow();
+            }
             const std::uint32_t length = p[0];
             const std::uint32_t distance = p[1] | (p[2] << 8);
             p += 3;
             const symbol_info l = length_symbols[length];
-            out.put(t.literal_codes[l.symbol], t.literal_lengths[l.symbol]);
-            out.put(length & ((1u << l.extra_bits) - 1), l.extra_bits);
-            const symbol_info d = distance_table[distance];
-            out.put(t.distance_codes[d.symbol], t.distance_lengths[d.symbol]);
-            out.put(distance & ((1u << d.extra_bits) - 1), d.extra_bits);
+            buffer |= std::uint64_t{t.literal_codes[l.symbol]} << pending;
+            pending += t.literal_lengths[l.symbol];
+            buffer |= std::uint64_t{length & ((1u << l.extra_bits) - 1)} << pending;
+            pending += l.extra_bits;
+            const symbol_info d = distance_symbol(distance);
+            buffer |= std::uint64_t{t.distance_codes[d.symbol]} << pending;
+            pending += t.distance_lengths[d.symbol];
+            buffer |= std::uint64_t{distance & ((1u << d.extra_bits) - 1)} << pending;
+            pending += d.extra_bits;
         } else {
+            if (pending > 64 - 15 && !store()) {
+                return overflow();
+            }
             const std::uint8_t literal = *p++;
-            out.put(t.literal_codes[literal], t.literal_lengths[literal]);
+            buffer |= std::uint64_t{t.literal_codes[literal]} << pending;
+            pending += t.literal_lengths[literal];
         }
     }
-    out.put(t.literal_codes[end_of_block], t.literal_lengths[end_of_block]);
-    return !out.overflowed();
+    if (pending > 64 - 15 && !store()) {
+        return overflow();
+    }
+    buffer |= std::uint64_t{t.literal_codes[end_of_block]} << pending;
+    pending += t.literal_lengths[end_of_block];
+    if (!store()) {
+        return overflow();
+    }
+    out.restore({next, buffer, pending});
+    return true;
 }
 
 // The code lengths of both tables, run-length coded with the symbols 16
 // (repeat the previous length 3 to 6 times), 17 (3 to 10 zeros) and 18 (11
-// to 138 zeros). Each symbol 16 to 18 is followed by its repeat count.
+// to 138 zeros). Each symbol 16 to 18 is followed by its repeat count. A run
+// of a length other than 0 is sent as the length and then repeats of it in
+// groups of at most 6; a run of zeros in groups of at most 138. What is left
+// of a run below 3 is sent as plain lengths.
 class length_packer {
   public:
     explicit length_packer(std::array<std::uint16_t, code_length_symbols>& counts)
         : counts_(counts) {}
 
     void pack(const std::uint8_t* lengths, int count) {
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count;) {
             const std::uint8_t length = lengths[i];
+            int run = 1;
+            while (i + run < count && lengths[i + run] == length) {
+                ++run;
+            }
+            i += run;
             if (length == 0) {
-                flush_repeats();
-                if (++zeros_ == 138) {
-                    flush_zeros();
+                for (; run >= 138; run -= 138) {
+                    emit(18, 138 - 11);
+                }
+                if (run < 3) {
+                    plain(0, run);
+                } else if (run <= 10) {
+                    emit(17, static_cast<std::uint8_t>(run - 3));
+                } else {
+                    emit(18, static_cast<std::uint8_t>(run - 11));
                 }
             } else {
-                flush_zeros();
-                if (length != previous_) {
-                    flush_repeats();
-                    ++counts_[length];
-                    packed_[size_++] = length;
-                } else if (++repeats_ == 6) {
-                    flush_repeats();
+                plain(length, 1);
+                for (--run; run >= 6; run -= 6) {
+                    emit(16, 6 - 3);
+                }
+                if (run < 3) {
+                    plain(length, run);
+                } else {
+                    emit(16, static_cast<std::uint8_t>(run - 3));
                 }
             }
-            previous_ = length;
-        }
-        if (repeats_ != 0) {
-            flush_repeats();
-        } else {
-            flush_zeros();
         }
     }
 
@@ -101,48 +153,21 @@ class length_packer {
     const std::uint8_t* end() const { return packed_.data() + size_; }
 
   private:
+    void plain(std::uint8_t length, int times) {
+        counts_[length] = static_cast<std::uint16_t>(counts_[length] + times);
+        for (; times > 0; --times) {
+            packed_[size_++] = length;
+        }
+    }
     void emit(std::uint8_t symbol, std::uint8_t argument) {
         ++counts_[symbol];
         packed_[size_++] = symbol;
         packed_[size_++] = argument;
     }
-    void flush_repeats() {
-        if (repeats_ == 0) {
-            return;
-        }
-        if (repeats_ < 3) {
-            counts_[previous_] = static_cast<std::uint16_t>(counts_[previous_] + repeats_);
-            for (; repeats_ > 0; --repeats_) {
-                packed_[size_++] = previous_;
-            }
-        } else {
-            emit(16, static_cast<std::uint8_t>(repeats_ - 3));
-        }
-        repeats_ = 0;
-    }
-    void flush_zeros() {
-        if (zeros_ == 0) {
-            return;
-        }
-        if (zeros_ < 3) {
-            counts_[0] = static_cast<std::uint16_t>(counts_[0] + zeros_);
-            for (; zeros_ > 0; --zeros_) {
-                packed_[size_++] = 0;
-            }
-        } else if (zeros_ <= 10) {
-            emit(17, static_cast<std::uint8_t>(zeros_ - 3));
-        } else {
-            emit(18, static_cast<std::uint8_t>(zeros_ - 11));
-        }
-        zeros_ = 0;
-    }
 
     std::array<std::uint16_t, code_length_symbols>& counts_;
-    std::array<std::uint8_t, literal_symbols + distance_symbols> packed_{};
+    std::array<std::uint8_t, literal_symbols + distance_symbols> packed_;
     int size_ = 0;
-    std::uint32_t zeros_ = 0;
-    std::uint32_t repeats_ = 0;
-    std::uint8_t previous_ = 0xFF;
 };
 
 }  // namespace
@@ -155,12 +180,10 @@ bool write_fixed_block(bit_writer& out, const lz_block& block) {
 bool write_dynamic_block(bit_writer& out, lz_block& block) {
     code_table t;
     block.literal_counts()[end_of_block] = 1;
-    build_code_lengths(block.literal_counts().data(), literal_symbols, max_code_bits,
-                       t.literal_lengths.data());
-    build_code_lengths(block.distance_counts().data(), distance_symbols, max_code_bits,
-                       t.distance_lengths.data());
-    assign_codes(t.literal_lengths.data(), literal_symbols, t.literal_codes.data());
-    assign_codes(t.distance_lengths.data(), distance_symbols, t.distance_codes.data());
+    build_code(block.literal_counts().data(), literal_symbols, max_code_bits,
+               t.literal_lengths.data(), t.literal_codes.data());
+    build_code(block.distance_counts().data(), distance_symbols, max_code_bits,
+               t.distance_lengths.data(), t.distance_codes.data());
 
     int literal_count = 286;
     while (literal_count > 257 && t.literal_lengths[literal_count - 1] == 0) {
@@ -182,8 +205,8 @@ bool write_dynamic_block(bit_writer& out, lz_block& block) {
 
     std::array<std::uint8_t, code_length_symbols> cl_lengths{};
     std::array<std::uint16_t, code_length_symbols> cl_codes{};
-    build_code_lengths(counts.data(), code_length_symbols, max_code_length_bits, cl_lengths.data());
-    assign_codes(cl_lengths.data(), code_length_symbols, cl_codes.data());
+    build_code(counts.data(), code_length_symbols, max_code_length_bits, cl_lengths.data(),
+               cl_codes.data());
 
     out.put(2, 2);
     out.put(static_cast<std::uint32_t>(literal_count - 257), 5);

@@ -40,6 +40,7 @@ struct deflate_encoder::state {
     // Coded bytes of the last block that did not fit the caller's space.
     std::size_t pending_offset = 0;
     std::size_t pending_size = 0;
+    bool begun = false;
     bool finishing = false;
     bool finished = false;
     step_status last = step_status::okay;
@@ -190,6 +191,10 @@ step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in
         return report(deliver_pending());
     }
 
+    if (!begun) {
+        window.begin(in, in_size, finish);
+        begun = true;
+    }
     compress(finish);
     if (src != in) {
         adler = static_cast<std::uint32_t>(adler32_z(adler, in, static_cast<z_size_t>(src - in)));
@@ -201,7 +206,8 @@ step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in
     return report(deliver_pending());
 }
 
-deflate_encoder::deflate_encoder() : state_(std::make_unique<state>()) {}
+// Default-initialised: what needs clearing is cleared when the stream begins.
+deflate_encoder::deflate_encoder() : state_(std::make_unique_for_overwrite<state>()) {}
 
 deflate_encoder::~deflate_encoder() = default;
 

@@ -31,33 +31,54 @@ std::string sample_input() {
     return input;
 }
 
+struct split {
+    std::size_t in_piece;
+    std::size_t out_space;
+};
+
+std::string deflated_in_pieces(const std::string& input, split s) {
+    deflate_encoder encoder;
+    std::string out;
+    std::vector<std::uint8_t> space(s.out_space);
+    const auto* next = reinterpret_cast<const std::uint8_t*>(input.data());
+    const auto* const end = next + input.size();
+    stream_status status = stream_status::ok;
+    while (status != stream_status::stream_end) {
+        std::size_t in_size = std::min<std::size_t>(s.in_piece, end - next);
+        const bool finish = next + in_size == end;
+        std::uint8_t* out_next = space.data();
+        std::size_t out_size = space.size();
+        status = encoder.deflate(next, in_size, out_next, out_size, finish);
+        if (status == stream_status::stream_error) {
+            ADD_FAILURE() << "stream error";
+            break;
+        }
+        out.append(reinterpret_cast<const char*>(space.data()), space.size() - out_size);
+    }
+    return out;
+}
+
 // The stream must not depend on how input arrives or on the output space.
 TEST(DeflateEncoderTest, StreamIsIndependentOfInputSplitAndOutputSpace) {
     const std::string input = sample_input();
     const std::string expected = testing::deflated(input);
-    struct split {
-        std::size_t in_piece;
-        std::size_t out_space;
-    };
     for (const split s : {split{1, 1}, split{7, 3}, split{257, 4096}, split{4096, 100000},
                           split{65536, 13}, split{input.size(), 1}}) {
         SCOPED_TRACE(std::to_string(s.in_piece) + "/" + std::to_string(s.out_space));
-        deflate_encoder encoder;
-        std::string out;
-        std::vector<std::uint8_t> space(s.out_space);
-        const auto* next = reinterpret_cast<const std::uint8_t*>(input.data());
-        const auto* const end = next + input.size();
-        stream_status status = stream_status::ok;
-        while (status != stream_status::stream_end) {
-            std::size_t in_size = std::min<std::size_t>(s.in_piece, end - next);
-            const bool finish = next + in_size == end;
-            std::uint8_t* out_next = space.data();
-            std::size_t out_size = space.size();
-            status = encoder.deflate(next, in_size, out_next, out_size, finish);
-            ASSERT_NE(status, stream_status::stream_error);
-            out.append(reinterpret_cast<const char*>(space.data()), space.size() - out_size);
-        }
-        EXPECT_EQ(out, expected);
+        EXPECT_EQ(deflated_in_pieces(input, s), expected);
+    }
+}
+
+// A short input handed in whole clears only the chain heads it uses; handed
+// in pieces, all of them.
+TEST(DeflateEncoderTest, ShortInputGivesTheSameStreamWholeOrInPieces) {
+    const std::string text = sample_input().substr(0, 6000);
+    for (const std::size_t size : {0, 1, 2, 3, 4, 47, 48, 300, 1023, 1024, 1025, 5000}) {
+        SCOPED_TRACE(size);
+        const std::string input = text.substr(0, size);
+        const std::string whole = testing::deflated(input);
+        EXPECT_EQ(deflated_in_pieces(input, split{1, 4096}), whole);
+        EXPECT_EQ(testing::inflated(whole), input);
     }
 }
 
@@ -92,7 +113,8 @@ TEST(HuffmanCodeTest, LengthsStayWithinTheLimitAndFormACompleteCode) {
     }
     for (const int limit : {7, 15}) {
         std::array<std::uint8_t, 30> lengths{};
-        build_code_lengths(frequencies.data(), 30, limit, lengths.data());
+        std::array<std::uint16_t, 30> codes{};
+        build_code(frequencies.data(), 30, limit, lengths.data(), codes.data());
         std::uint64_t kraft = 0;
         for (const std::uint8_t l : lengths) {
             ASSERT_GE(l, 1);
@@ -100,19 +122,25 @@ TEST(HuffmanCodeTest, LengthsStayWithinTheLimitAndFormACompleteCode) {
             kraft += std::uint64_t{1} << (limit - l);
         }
         EXPECT_EQ(kraft, std::uint64_t{1} << limit);
+        std::array<std::uint16_t, 30> canonical{};
+        assign_codes(lengths.data(), 30, canonical.data());
+        EXPECT_EQ(codes, canonical);
     }
 }
 
 TEST(HuffmanCodeTest, SingleAndAbsentSymbols) {
     const std::uint16_t one[4] = {0, 0, 5, 0};
     std::uint8_t lengths[4];
-    build_code_lengths(one, 4, 15, lengths);
+    std::uint16_t codes[4];
+    build_code(one, 4, 15, lengths, codes);
     EXPECT_EQ(std::vector<int>(lengths, lengths + 4), (std::vector<int>{0, 0, 1, 0}));
 
     // Equal frequencies: the higher symbol takes the shorter code.
     const std::uint16_t three[3] = {4, 4, 4};
-    build_code_lengths(three, 3, 15, lengths);
+    build_code(three, 3, 15, lengths, codes);
     EXPECT_EQ(std::vector<int>(lengths, lengths + 3), (std::vector<int>{2, 2, 1}));
+    // Canonical codes 10, 11 and 0, sent least significant bit first.
+    EXPECT_EQ(std::vector<int>(codes, codes + 3), (std::vector<int>{1, 3, 0}));
 }
 
 }  // namespace

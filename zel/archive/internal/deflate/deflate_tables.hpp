@@ -47,6 +47,53 @@ constexpr std::array<symbol_info, 256> make_length_table() {
     return table;
 }
 
+constexpr symbol_info distance_code(int distance_minus_one) {
+    int code = 0;
+    while (code < 29 && distance_base[code + 1] - 1 <= distance_minus_one) {
+        ++code;
+    }
+    return {static_cast<std::uint16_t>(code), distance_extra[code]};
+}
+
+// Distances up to 256 by their own entry; from 257 on every code begins at a
+// multiple of 128 past 1 and spans whole multiples of 128, so the distance
+// minus one shifted right by 7 decides the code.
+constexpr std::array<symbol_info, 256> make_near_distances() {
+    std::array<symbol_info, 256> table{};
+    for (int i = 0; i < 256; ++i) {
+        table[i] = distance_code(i);
+    }
+    return table;
+}
+
+// Entries 0 and 1 stand for distances that the near table serves.
+constexpr std::array<symbol_info, 256> make_far_distances() {
+    std::array<symbol_info, 256> table{};
+    for (int i = 2; i < 256; ++i) {
+        table[i] = distance_code(i << 7);
+    }
+    return table;
+}
+
+inline constexpr std::array<symbol_info, 256> near_distances = make_near_distances();
+inline constexpr std::array<symbol_info, 256> far_distances = make_far_distances();
+
+}  // namespace detail
+
+// Indexed by match length minus 3.
+inline constexpr std::array<symbol_info, 256> length_symbols = detail::make_length_table();
+
+// The code and extra bits of a match distance, given as distance minus 1
+// (0 to 32767).
+constexpr symbol_info distance_symbol(std::uint32_t distance_minus_one) {
+    return distance_minus_one < 256 ? detail::near_distances[distance_minus_one]
+                                    : detail::far_distances[distance_minus_one >> 7];
+}
+
+namespace detail {
+
+// The full table of all 32768 distances, made from the ranges of the codes;
+// only the check below uses it.
 constexpr std::array<symbol_info, 32768> make_distance_table() {
     std::array<symbol_info, 32768> table{};
     for (int code = 0; code < 30; ++code) {
@@ -59,12 +106,21 @@ constexpr std::array<symbol_info, 32768> make_distance_table() {
     return table;
 }
 
-}  // namespace detail
+// The two small tables give for every distance what the full table gives.
+constexpr bool distance_tables_agree() {
+    const std::array<symbol_info, 32768> full = make_distance_table();
+    for (int d = 0; d < 32768; ++d) {
+        const symbol_info expected = full[d];
+        const symbol_info found = distance_symbol(static_cast<std::uint32_t>(d));
+        if (found.symbol != expected.symbol || found.extra_bits != expected.extra_bits) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(distance_tables_agree());
 
-// Indexed by match length minus 3.
-inline constexpr std::array<symbol_info, 256> length_symbols = detail::make_length_table();
-// Indexed by match distance minus 1.
-inline constexpr std::array<symbol_info, 32768> distance_table = detail::make_distance_table();
+}  // namespace detail
 
 // The order in which the sizes of the code-length code are transmitted.
 inline constexpr std::array<std::uint8_t, 19> code_length_order = {

@@ -14,8 +14,24 @@ struct ranked_symbol {
     std::uint16_t symbol;
 };
 
-// Stable sort by frequency with one or two byte-wise counting passes.
+// Below this many symbols an insertion sort beats the fixed cost of the
+// counting passes.
+constexpr int insertion_sort_limit = 48;
+
+// Stable sort by frequency: by insertion for few symbols, else with one or
+// two byte-wise counting passes.
 ranked_symbol* sort_by_frequency(int n, ranked_symbol* in, ranked_symbol* scratch) {
+    if (n < insertion_sort_limit) {
+        for (int i = 1; i < n; ++i) {
+            const ranked_symbol moving = in[i];
+            int j = i;
+            for (; j > 0 && in[j - 1].key > moving.key; --j) {
+                in[j] = in[j - 1];
+            }
+            in[j] = moving;
+        }
+        return in;
+    }
     std::array<std::uint32_t, 512> histogram{};
     for (int i = 0; i < n; ++i) {
         ++histogram[in[i].key & 0xFF];
@@ -37,6 +53,27 @@ ranked_symbol* sort_by_frequency(int n, ranked_symbol* in, ranked_symbol* scratc
         std::swap(current, next);
     }
     return current;
+}
+
+constexpr std::array<std::uint8_t, 256> make_reversed_bytes() {
+    std::array<std::uint8_t, 256> table{};
+    for (int i = 0; i < 256; ++i) {
+        int reversed = 0;
+        for (int bit = 0; bit < 8; ++bit) {
+            reversed |= ((i >> bit) & 1) << (7 - bit);
+        }
+        table[i] = static_cast<std::uint8_t>(reversed);
+    }
+    return table;
+}
+
+constexpr std::array<std::uint8_t, 256> reversed_bytes = make_reversed_bytes();
+
+// The low `length` bits of code in reverse order (length at most 16).
+std::uint32_t reverse_bits(std::uint32_t code, int length) {
+    const std::uint32_t reversed16 =
+        (std::uint32_t{reversed_bytes[code & 0xFF]} << 8) | reversed_bytes[(code >> 8) & 0xFF];
+    return reversed16 >> (16 - length);
 }
 
 // In-place minimum-redundancy code lengths over symbols sorted by ascending
@@ -123,15 +160,18 @@ void limit_lengths(std::array<int, max_supported_bits + 1>& per_length, int symb
 
 }  // namespace
 
-void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bits,
-                        std::uint8_t* lengths) {
+void build_code(const std::uint16_t* frequencies, int count, int max_bits, std::uint8_t* lengths,
+                std::uint16_t* codes) {
     std::array<ranked_symbol, 288> symbols;
     std::array<ranked_symbol, 288> scratch;
+    // The used symbols in symbol order, gathered without a branch: most
+    // blocks use a scattered few of the 288.
+    std::array<std::uint16_t, 288> used_symbols;
     int used = 0;
     for (int i = 0; i < count; ++i) {
-        if (frequencies[i] != 0) {
-            symbols[used++] = {frequencies[i], static_cast<std::uint16_t>(i)};
-        }
+        symbols[used] = {frequencies[i], static_cast<std::uint16_t>(i)};
+        used_symbols[used] = static_cast<std::uint16_t>(i);
+        used += frequencies[i] != 0 ? 1 : 0;
     }
     ranked_symbol* sorted = sort_by_frequency(used, symbols.data(), scratch.data());
     minimum_redundancy(sorted, used);
@@ -151,12 +191,31 @@ void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bit
             lengths[sorted[--j].symbol] = static_cast<std::uint8_t>(length);
         }
     }
+
+    // The canonical codes, as assign_codes gives them, visiting only the
+    // used symbols.
+    std::fill(codes, codes + count, std::uint16_t{0});
+    std::array<std::uint32_t, max_supported_bits + 1> next_code{};
+    std::uint32_t code = 0;
+    for (int length = 2; length <= max_bits; ++length) {
+        code = (code + static_cast<std::uint32_t>(per_length[length - 1])) << 1;
+        next_code[length] = code;
+    }
+    for (int k = 0; k < used; ++k) {
+        const std::uint16_t symbol = used_symbols[k];
+        const int length = lengths[symbol];
+        codes[symbol] = static_cast<std::uint16_t>(reverse_bits(next_code[length]++, length));
+    }
 }
 
 void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes) {
+    // Unused symbols are not counted: most lengths are 0, and counting them
+    // would chain every step on the one counter.
     std::array<int, max_supported_bits + 1> per_length{};
     for (int i = 0; i < count; ++i) {
-        ++per_length[lengths[i]];
+        if (lengths[i] != 0) {
+            ++per_length[lengths[i]];
+        }
     }
     std::array<std::uint32_t, max_supported_bits + 1> next_code{};
     std::uint32_t code = 0;
@@ -166,16 +225,8 @@ void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes) 
     }
     for (int i = 0; i < count; ++i) {
         const int length = lengths[i];
-        if (length == 0) {
-            codes[i] = 0;
-            continue;
-        }
-        std::uint32_t c = next_code[length]++;
-        std::uint32_t reversed = 0;
-        for (int l = 0; l < length; ++l, c >>= 1) {
-            reversed = (reversed << 1) | (c & 1);
-        }
-        codes[i] = static_cast<std::uint16_t>(reversed);
+        codes[i] =
+            length == 0 ? 0 : static_cast<std::uint16_t>(reverse_bits(next_code[length]++, length));
     }
 }
 

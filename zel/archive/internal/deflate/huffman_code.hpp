@@ -12,12 +12,14 @@
 
 namespace vorn::deflate {
 
-// Fills lengths[0..count) from the frequencies; symbols of frequency 0 get 0.
-void build_code_lengths(const std::uint16_t* frequencies, int count, int max_bits,
-                        std::uint8_t* lengths);
+// Fills lengths[0..count) from the frequencies, and codes[0..count) with the
+// codes that assign_codes gives for those lengths; symbols of frequency 0 get
+// length and code 0.
+void build_code(const std::uint16_t* frequencies, int count, int max_bits, std::uint8_t* lengths,
+                std::uint16_t* codes);
 
-// Canonical codes for the lengths, bit-reversed so that they can be written
-// least significant bit first.
+// Canonical codes for the lengths (at most 16), bit-reversed so that they
+// can be written least significant bit first.
 void assign_codes(const std::uint8_t* lengths, int count, std::uint16_t* codes);
 
 }  // namespace vorn::deflate

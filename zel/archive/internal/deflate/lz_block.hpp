@@ -47,7 +47,7 @@ class lz_block {
         next_ += 3;
         codes_[flags_at_] = static_cast<std::uint8_t>((codes_[flags_at_] >> 1) | 0x80);
         end_record();
-        ++distance_counts_[distance_table[d].symbol];
+        ++distance_counts_[distance_symbol(d).symbol];
         ++literal_counts_[length_symbols[length - min_match].symbol];
     }
 

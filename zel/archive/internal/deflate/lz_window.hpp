@@ -7,6 +7,14 @@
 // again), and the first 257 bytes are mirrored behind the window so that a
 // match can be compared across its end without wrapping. The matches found,
 // and thereby the compressed bytes, depend on every one of these details.
+//
+// Nothing is cleared when a window is made: 96 KiB of stores would cost a
+// small payload more than coding it. Window bytes are only looked at where
+// they have been written, or masked off; chain links are written before they
+// are read; and the chain heads are cleared by begin(), all of them or, when
+// the whole input is known and short, the ones it will index. (A head never
+// written would only lengthen a chain past its true end, where no longer
+// match can lie; the heads are cleared so that nothing undefined is read.)
 #pragma once
 
 #include <algorithm>
@@ -29,7 +37,11 @@ class lz_window {
         std::uint32_t length = min_match - 1;
     };
 
-    lz_window() : bytes_{}, chain_heads_{} {}
+    // Must be called once before the first fill, with all the input of that
+    // call; whole tells that no more input will follow. A short input that
+    // is whole must then be taken in before any other: it is, since no block
+    // can end within it, so the stream ends in the same call.
+    void begin(const std::uint8_t* input, std::size_t size, bool whole);
 
     // Moves up to (max_match - lookahead) bytes from src into the lookahead
     // and indexes the positions whose three bytes are now known. Returns the
@@ -68,6 +80,13 @@ class lz_window {
     static constexpr std::uint32_t hash_mask = (1u << hash_bits) - 1;
     static constexpr std::uint32_t mirror = max_match - 1;
     static constexpr std::uint32_t compare_slack = 16;
+    // Up to this many input bytes, clearing the heads one by one is cheaper
+    // than clearing all of them.
+    static constexpr std::size_t short_input = 1024;
+
+    static std::uint32_t hash_of(const std::uint8_t* p) {
+        return ((p[0] << (hash_shift * 2)) ^ (p[1] << hash_shift) ^ p[2]) & hash_mask;
+    }
 
     void put(std::uint32_t at, std::uint8_t c) {
         bytes_[at] = c;
@@ -96,6 +115,16 @@ class lz_window {
     std::uint32_t history_ = 0;    // bytes before position_ that may be referred to
 };
 
+inline void lz_window::begin(const std::uint8_t* input, std::size_t size, bool whole) {
+    if (!whole || size > short_input) {
+        chain_heads_.fill(0);
+        return;
+    }
+    for (std::size_t at = 0; at + min_match <= size; ++at) {
+        chain_heads_[hash_of(input + at)] = 0;
+    }
+}
+
 inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t available) {
     std::size_t taken = 0;
     if (lookahead_ + history_ >= min_match - 1) {
@@ -119,9 +148,9 @@ inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t availabl
             put((position_ + lookahead_) & mask, c);
             if (++lookahead_ + history_ >= min_match) {
                 const std::uint32_t insert = position_ + lookahead_ - 1 - 2;
-                const std::uint32_t hash = ((bytes_[insert & mask] << (hash_shift * 2)) ^
-                                            (bytes_[(insert + 1) & mask] << hash_shift) ^ c) &
-                                           hash_mask;
+                const std::uint8_t three[3] = {bytes_[insert & mask], bytes_[(insert + 1) & mask],
+                                               c};
+                const std::uint32_t hash = hash_of(three);
                 link(insert, hash);
             }
         }
@@ -130,21 +159,26 @@ inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t availabl
     return taken;
 }
 
+// Compares a word at a time; the bytes of the last word that lie past limit
+// may never have been written and are masked off before they are looked at.
 inline std::uint32_t lz_window::common_length(const std::uint8_t* a, const std::uint8_t* b,
                                               std::uint32_t limit) {
-    std::uint32_t n = 0;
-    while (n < limit) {
+    for (std::uint32_t n = 0;; n += 8) {
         std::uint64_t x;
         std::uint64_t y;
         std::memcpy(&x, a + n, 8);
         std::memcpy(&y, b + n, 8);
-        if (x != y) {
-            n += static_cast<std::uint32_t>(std::countr_zero(x ^ y)) / 8;
-            break;
+        std::uint64_t differ = x ^ y;
+        const std::uint32_t left = limit - n;
+        if (left < 8) {
+            differ &= (std::uint64_t{1} << (left * 8)) - 1;
+            return differ == 0 ? limit
+                               : n + static_cast<std::uint32_t>(std::countr_zero(differ)) / 8;
         }
-        n += 8;
+        if (differ != 0) {
+            return n + static_cast<std::uint32_t>(std::countr_zero(differ)) / 8;
+        }
     }
-    return std::min(n, limit);
 }
 
 inline lz_window::match lz_window::find_match() const {
