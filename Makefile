@@ -35,12 +35,15 @@ test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # Packs the demonstration scene under examples/demo, then lists and checks
-# the package.
+# the package; writes the example scene with the writer and prints it.
 DEMO_PACKAGE = $(abspath $(BUILD))/demo.zel
+SCENE_PACKAGE = $(abspath $(BUILD))/scene.zel
 run: build
 	cd examples && $(abspath $(BUILD))/tools/zel pack --store png $(DEMO_PACKAGE) demo
 	./$(BUILD)/tools/zel ls $(DEMO_PACKAGE)
 	./$(BUILD)/tools/zel verify $(DEMO_PACKAGE)
+	./$(BUILD)/examples/write_scene $(SCENE_PACKAGE)
+	./$(BUILD)/tools/zel scene $(SCENE_PACKAGE)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench
