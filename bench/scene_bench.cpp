@@ -189,8 +189,8 @@ class pugi_sink {
 };
 
 // ---------------------------------------------------------------------------
-// Phases. Each returns its timings in seconds; the peak is taken by the
-// process that ran it.
+// Phases. Each returns the processor and wall time of its one or two steps;
+// the peak is taken by the process that ran it.
 
 // The processor time of this process so far, and the wall clock.
 struct instant {
