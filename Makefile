@@ -8,7 +8,7 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev
+            libdeflate-dev libpugixml-dev
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
@@ -36,12 +36,15 @@ test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # Packs the demonstration scene under examples/demo, then lists and checks
-# the package.
+# the package; writes the example scene with the writer and prints it.
 DEMO_PACKAGE = $(abspath $(BUILD))/demo.zel
+SCENE_PACKAGE = $(abspath $(BUILD))/scene.zel
 run: build
 	cd examples && $(abspath $(BUILD))/tools/zel pack --store png $(DEMO_PACKAGE) demo
 	./$(BUILD)/tools/zel ls $(DEMO_PACKAGE)
 	./$(BUILD)/tools/zel verify $(DEMO_PACKAGE)
+	./$(BUILD)/examples/write_scene $(SCENE_PACKAGE)
+	./$(BUILD)/tools/zel scene $(SCENE_PACKAGE)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench
@@ -50,18 +53,23 @@ bench: deps
 	cmake --build $(BUILD)-bench -j $(JOBS) --target $(BENCH)
 	./$(BUILD)-bench/bench/$(BENCH) $(BENCH_ARGS)
 
-# Fuzzing runs from a clang build of its own. New inputs the fuzzer finds go
-# to fuzz/corpus-work (not committed); the seeds under fuzz/corpus stay as
-# they are. FUZZ_ARGS=-runs=0 only replays the corpus.
+# Fuzzing runs from a clang build of its own. Each target NAME_fuzzer starts
+# from the seeds under fuzz/corpus/NAME and runs FUZZ_SECONDS, one after the
+# other; FUZZ_TARGETS picks some. New inputs the fuzzer finds go to
+# fuzz/corpus-work/NAME (not committed); the seeds stay as they are.
+# FUZZ_ARGS=-runs=0 only replays the seeds.
+FUZZ_TARGETS ?= archive_fuzzer scene_fuzzer
 FUZZ_SECONDS ?= 60
 FUZZ_ARGS    ?= -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1
 fuzz: PACKAGES += clang libclang-rt-14-dev
 fuzz: deps
 	cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
 	    -DZEL_BUILD_FUZZ=ON -DZEL_BUILD_TESTS=OFF -DZEL_BUILD_TOOLS=OFF $(CMAKE_ARGS)
-	cmake --build build-fuzz -j $(JOBS) --target archive_fuzzer
-	mkdir -p fuzz/corpus-work/archive
-	./build-fuzz/fuzz/archive_fuzzer $(FUZZ_ARGS) fuzz/corpus-work/archive fuzz/corpus/archive
+	cmake --build build-fuzz -j $(JOBS) --target $(FUZZ_TARGETS)
+	for target in $(FUZZ_TARGETS); do \
+	    corpus=$${target%_fuzzer}; mkdir -p fuzz/corpus-work/$$corpus && \
+	    ./build-fuzz/fuzz/$$target $(FUZZ_ARGS) fuzz/corpus-work/$$corpus fuzz/corpus/$$corpus || exit 1; \
+	done
 
 # Every tracked source must be as clang-format leaves it.
 format-check: PACKAGES += clang-format

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Runs the zel tool on packages in a scratch directory: packs files, lists,
 # verifies and reads them back, then damages a copy and expects verify to
-# fail. Usage: zel_tool_test.sh PATH_TO_ZEL
+# fail; prints the scene of a package that the writer made, and of damaged
+# ones. Usage: zel_tool_test.sh PATH_TO_ZEL PATH_TO_WRITE_SCENE
 set -uo pipefail
 
 zel=$1
+write_scene=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch" || exit 1
@@ -99,6 +101,70 @@ grep -qF 'in/esc\x1b[31m\nrow\\' out.txt && pass || fail "ls: $(cat out.txt)"
 expect 1 "$zel" cat odd.zel "x$odd"
 grep -qF 'name "xin/esc\x1b[31m\nrow\\"' err.txt && pass || fail "cat: $(cat err.txt)"
 grep -q "$(printf '\033')" out.txt err.txt && fail "an escape reached the terminal" || pass
+# The scene of a package that the writer made: the plain form on standard
+# output and nothing else, the atomized form exactly as stored.
+expect 0 "$write_scene" scene.zel
+expect 0 "$zel" scene scene.zel
+cp out.txt plain.xml
+[ ! -s err.txt ] && pass || fail "scene wrote to standard error: $(cat err.txt)"
+[ "$(head -1 plain.xml)" = '<?xml version="1.0" encoding="utf-8"?>' ] && pass ||
+    fail "scene does not begin with the declaration: $(head -1 plain.xml)"
+[ "$(tail -1 plain.xml)" = '</zelfile>' ] && pass || fail "scene ends with: $(tail -1 plain.xml)"
+tab=$'\t'
+for line in \
+    "$tab$tab<material name=\"plate\">" \
+    "$tab$tab$tab<gain type=\"double\" unit=\"mm\">1.5</gain>" \
+    "$tab$tab$tab<rgb type=\"double3\">0.25 0.5 1.0</rgb>" \
+    "$tab$tab$tab<label type=\"string\">oak &amp; iron</label>" \
+    "$tab$tab$tab<albedo type=\"link\">#lamp</albedo>" \
+    "$tab$tab$tab<base type=\"link\">library#wood_01</base>" \
+    "$tab$tab$tab<texture type=\"binary\">#textures/plate.raw</texture>" \
+    "$tab$tab<librefs name=\"external_refs\">" \
+    "$tab$tab$tab<ref type=\"string\">library</ref>" \
+    "$tab$tab$tab<num type=\"integer\">2</num>"; do
+    grep -qxF "$line" plain.xml && pass || fail "scene lacks the line '$line'"
+done
+expect 0 "$zel" cat scene.zel __zel_index__.xml
+head -c -1 out.txt >stored.xml
+expect 0 "$zel" scene --atomized scene.zel
+cmp -s out.txt stored.xml && pass || fail "scene --atomized differs from the stored document"
+
+# A plain document stored as the scene entry reads back as it was printed.
+mkdir plain
+cp plain.xml plain/__zel_index__.xml
+(cd plain && "$zel" pack ../plain.zel __zel_index__.xml >/dev/null)
+expect 0 "$zel" scene plain.zel
+cmp -s out.txt plain.xml && pass || fail "the plain document does not read back as it was"
+
+# Damaged scenes: one line on standard error, nothing on standard output,
+# status 1. Each case is a scene entry's text and a part of the message.
+expect_damaged() {
+    expect 1 "$zel" scene "$1"
+    [ ! -s out.txt ] && pass || fail "scene of $1 wrote to standard output"
+    [ "$(wc -l <err.txt)" -eq 1 ] && pass || fail "scene of $1 wrote more than one line: $(cat err.txt)"
+    grep -qF "$2" err.txt && pass || fail "scene of $1: '$(cat err.txt)' lacks '$2'"
+}
+damaged_scene() {
+    rm -rf damaged && mkdir damaged
+    printf '%s' "$2" >damaged/__zel_index__.xml
+    (cd damaged && "$zel" pack "../$1" __zel_index__.xml >/dev/null)
+    expect_damaged "$1" "$3"
+}
+damaged_scene cut.zel '<zelfile><zel><a name="x">' "__zel_index__.xml is not well-formed: "
+damaged_scene token.zel '<zelfile><zel><9 .="."/></zel><metazel/><atom_table><a>name</a></atom_table></zelfile>' \
+    "scene document token beyond the atom table: 9"
+damaged_scene unnamed.zel '<zelfile><zel><mesh/></zel><metazel/></zelfile>' \
+    "scene document has a block without a name: mesh"
+damaged_scene empty-name.zel '<zelfile><zel><. .=""/></zel><metazel/><atom_table><a>name</a></atom_table></zelfile>' \
+    "block name of zero length read"
+damaged_scene no-scene.zel '<zelfile><metazel/></zelfile>' "scene document has no element zel"
+expect_damaged demo.zel "__zel_index__.xml"
+expect_damaged junk.zel "zel_archive exception"
+# The scene entry's deflated bytes damaged inside the stream.
+offset=$("$zel" ls scene.zel | awk '$6 == "__zel_index__.xml" { print $1 }')
+cp scene.zel inflate.zel
+printf '\x00\x00\x00\x00' | dd of=inflate.zel bs=1 seek=$((offset + 8)) conv=notrunc status=none
+expect_damaged inflate.zel "zel"
 
 expect 0 "$zel" --help
 expect 0 "$zel" pack --help
@@ -107,6 +173,8 @@ expect 2 "$zel"
 expect 2 "$zel" frobnicate
 expect 2 "$zel" ls
 expect 2 "$zel" cat --bogus demo.zel x
+expect 2 "$zel" scene
+expect 2 "$zel" scene --plain scene.zel
 
 echo "$passes passed, $failures failed"
 [ "$failures" -eq 0 ]
