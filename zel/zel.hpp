@@ -27,4 +27,8 @@
 #include "zel/scene/block.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/writer/binary_identity_of.hpp"
+#include "zel/writer/contents_file.hpp"
+#include "zel/writer/create_contents_file.hpp"
 #include "zel/writer/file_writer.hpp"
+#include "zel/writer/link_check.hpp"
