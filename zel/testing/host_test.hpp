@@ -15,6 +15,8 @@
 #include "zel/facade/host_exceptions.hpp"
 #include "zel/facade/host_text.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/writer/create_contents_file.hpp"
+#include "zel/writer/file_writer.hpp"
 
 namespace vorn::testing {
 
@@ -77,6 +79,20 @@ inline std::vector<std::string> parameters_of(const zel::zel_file_index& scene,
         out.push_back(line);
     }
     return out;
+}
+
+// A library package with one block and one binary, and its contents file at
+// contents.
+inline void make_library(const std::filesystem::path& contents, const std::string& block_type,
+                         const std::string& block_name, const std::string& binary_name) {
+    const std::filesystem::path package = contents.string() + ".zel";
+    {
+        zel::zel_file_writer writer(package, false, true);
+        writer.add_block(block_type, block_name);
+        const std::string bytes = "bytes of " + binary_name;
+        writer.add_binary_data(binary_name, bytes.data(), bytes.size());
+    }
+    zel::create_contents_file(contents, package);
 }
 
 }  // namespace vorn::testing
