@@ -7,7 +7,7 @@ JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
-            librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev
+            librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev python3
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
