@@ -66,18 +66,23 @@ bench: deps
 	cmake --build $(BUILD)-bench -j $(JOBS) --target $(BENCH)
 	./$(BUILD)-bench/bench/$(BENCH) $(BENCH_ARGS)
 
-# Fuzzing runs from a clang build of its own. New inputs the fuzzer finds go
-# to fuzz/corpus-work (not committed); the seeds under fuzz/corpus stay as
-# they are. FUZZ_ARGS=-runs=0 only replays the corpus.
+# Fuzzing runs from a clang build of its own. Each target in FUZZERS is
+# built as fuzz/<name>_fuzzer and runs in turn on its seeds in
+# fuzz/corpus/<name>; new inputs it finds go to fuzz/corpus-work/<name> (not
+# committed), and the seeds stay as they are. FUZZ_ARGS=-runs=0 only replays
+# the corpora.
+FUZZERS      ?= archive contents
 FUZZ_SECONDS ?= 60
 FUZZ_ARGS    ?= -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1
 fuzz: PACKAGES += clang libclang-rt-14-dev
 fuzz: deps
 	cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
 	    -DZEL_BUILD_FUZZ=ON -DZEL_BUILD_TESTS=OFF -DZEL_BUILD_TOOLS=OFF $(CMAKE_ARGS)
-	cmake --build build-fuzz -j $(JOBS) --target archive_fuzzer
-	mkdir -p fuzz/corpus-work/archive
-	./build-fuzz/fuzz/archive_fuzzer $(FUZZ_ARGS) fuzz/corpus-work/archive fuzz/corpus/archive
+	cmake --build build-fuzz -j $(JOBS) --target $(FUZZERS:%=%_fuzzer)
+	set -e; for name in $(FUZZERS); do \
+	    mkdir -p fuzz/corpus-work/$$name; \
+	    ./build-fuzz/fuzz/$${name}_fuzzer $(FUZZ_ARGS) fuzz/corpus-work/$$name fuzz/corpus/$$name; \
+	done
 
 # Every tracked source must be as clang-format leaves it.
 format-check: PACKAGES += clang-format

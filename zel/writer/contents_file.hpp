@@ -111,9 +111,14 @@ class zel_contents_file {
     const zel_file_index& binaries_scene() const noexcept { return *binaries_scene_; }
 
   private:
+    // Both numbers come from the file, so they are hashed together: a plain
+    // combination such as their xor would let a catalogue put every identity
+    // into one probe chain without any search.
     struct identity_hash {
         std::size_t operator()(const binary_identity& identity) const noexcept {
-            return static_cast<std::size_t>(identity.hash ^ identity.size);
+            const std::uint64_t words[] = {identity.hash, identity.size};
+            return static_cast<std::size_t>(
+                hash_bytes(reinterpret_cast<const char*>(words), sizeof words));
         }
     };
 

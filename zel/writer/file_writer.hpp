@@ -18,6 +18,13 @@
 // handed out are finished with; a failed close still writes a table of
 // contents for the entries that reached the archive.
 //
+// Libraries. A package may link into content libraries, other packages,
+// each known to the writer by its contents file (contents_file.hpp) under an
+// alias. Every alias a link names is recorded, registered or not, and the
+// close lists them in the metadata block "external_refs". Registered
+// libraries let the writer prove links into them and find bytes they hold;
+// both cost hash probes and no file access.
+//
 // The four atoms "name", "unit", "type", "tag" come first in every package.
 // A writer and its blocks belong to one thread at a time.
 #pragma once
