@@ -190,8 +190,11 @@ TEST_F(ZELFileTest, BinaryFromAPathGetsASecondAttemptFromMemory) {
               vorn::zela::zel_archive_exception(
                   "Can't add entry with name \"taken.bin\": entry already exists")
                   .what());
+    // An empty file is stored by the first attempt.
+    EXPECT_EQ(file.AddBinaryData(u"empty.bin", text_of(scratch_.write("empty.bin", ""))),
+              System::String(u"empty.bin"));
     file.CloseFile();
-    EXPECT_EQ(entries(), (std::vector<std::string>{"__zel_index__.xml", "taken.bin"}));
+    EXPECT_EQ(entries(), (std::vector<std::string>{"__zel_index__.xml", "empty.bin", "taken.bin"}));
 }
 
 TEST_F(ZELFileTest, CloseFileAndDisposeCanBeRepeated) {
