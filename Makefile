@@ -8,7 +8,7 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev libpugixml-dev
+            libdeflate-dev libpugixml-dev python3
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
@@ -35,16 +35,30 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-# Packs the demonstration scene under examples/demo, then lists and checks
-# the package; writes the example scene with the writer and prints it.
-DEMO_PACKAGE = $(abspath $(BUILD))/demo.zel
-SCENE_PACKAGE = $(abspath $(BUILD))/scene.zel
+# The tour: two content libraries packed from examples/demo and described by
+# their contents files, a host scene written through ZELFile::Create against
+# them, and that scene seen through the zel tool.
+DEMO = $(abspath $(BUILD))/demo
+ZEL  = $(abspath $(BUILD))/tools/zel
+LIBRARIES = --library FerraneLibrary=$(DEMO)/content/library.zelc \
+            --library OblisLibrary=$(DEMO)/content/oblis_library.zelc
 run: build
-	cd examples && $(abspath $(BUILD))/tools/zel pack --store png $(DEMO_PACKAGE) demo
-	./$(BUILD)/tools/zel ls $(DEMO_PACKAGE)
-	./$(BUILD)/tools/zel verify $(DEMO_PACKAGE)
-	./$(BUILD)/examples/write_scene $(SCENE_PACKAGE)
-	./$(BUILD)/tools/zel scene $(SCENE_PACKAGE)
+	@rm -rf $(DEMO) && mkdir -p $(DEMO)/content
+	@echo; echo "== Two content libraries: packages, and the contents files that describe them"
+	cd examples/demo/ferrane && $(ZEL) pack --store png $(DEMO)/ferrane.zel __zel_index__.xml textures
+	cd examples/demo/oblis && $(ZEL) pack $(DEMO)/oblis.zel __zel_index__.xml meshes
+	$(ZEL) contents $(DEMO)/ferrane.zel $(DEMO)/content/library.zelc
+	$(ZEL) contents $(DEMO)/oblis.zel $(DEMO)/content/oblis_library.zelc
+	@echo; echo "== A host scene, written through ZELFile and ZELBlock (examples/host_scene.cpp)"
+	$(abspath $(BUILD))/examples/host_scene $(DEMO)/scene.zel $(DEMO)/content examples/demo/scene
+	@echo; echo "== zel ls: its entries, each binary stored once"
+	$(ZEL) ls $(DEMO)/scene.zel
+	@echo; echo "== zel scene: its scene document"
+	$(ZEL) scene $(DEMO)/scene.zel
+	@echo; echo "== zel check: every link proven against the package and the two libraries"
+	$(ZEL) check $(DEMO)/scene.zel $(LIBRARIES)
+	@echo; echo "== zel verify: header, table of contents and every entry's hash"
+	$(ZEL) verify $(DEMO)/scene.zel
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench
@@ -58,7 +72,7 @@ bench: deps
 # other; FUZZ_TARGETS picks some. New inputs the fuzzer finds go to
 # fuzz/corpus-work/NAME (not committed); the seeds stay as they are.
 # FUZZ_ARGS=-runs=0 only replays the seeds.
-FUZZ_TARGETS ?= archive_fuzzer scene_fuzzer
+FUZZ_TARGETS ?= archive_fuzzer scene_fuzzer contents_fuzzer
 FUZZ_SECONDS ?= 60
 FUZZ_ARGS    ?= -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1
 fuzz: PACKAGES += clang libclang-rt-14-dev

@@ -35,5 +35,7 @@ extern const command cat_command;
 extern const command verify_command;
 extern const command pack_command;
 extern const command scene_command;
+extern const command contents_command;
+extern const command check_command;
 
 }  // namespace vorn::zel_tool

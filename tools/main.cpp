@@ -13,8 +13,9 @@ namespace {
 
 using namespace vorn::zel_tool;
 
-const command* const commands[] = {&ls_command, &cat_command, &verify_command, &pack_command,
-                                   &scene_command};
+const command* const commands[] = {&ls_command,     &cat_command,      &verify_command,
+                                   &pack_command,   &scene_command,    &contents_command,
+                                   &check_command};
 
 const command* find_command(std::string_view name) {
     for (const command* c : commands) {
@@ -32,7 +33,7 @@ bool asks_for_help(std::string_view arg) {
 void print_overview(std::FILE* out) {
     std::fprintf(out, "usage: zel COMMAND [ARGUMENTS]\n\nCommands:\n");
     for (const command* c : commands) {
-        std::fprintf(out, "  %-8s %s\n", c->name, c->summary);
+        std::fprintf(out, "  %-9s %s\n", c->name, c->summary);
     }
     std::fprintf(out, "\nzel COMMAND --help tells more about each.\n");
 }

@@ -2,7 +2,8 @@
 # Runs the zel tool on packages in a scratch directory: packs files, lists,
 # verifies and reads them back, then damages a copy and expects verify to
 # fail; prints the scene of a package that the writer made, and of damaged
-# ones. Usage: zel_tool_test.sh PATH_TO_ZEL PATH_TO_WRITE_SCENE
+# ones; makes the contents file of a library and checks the links of a
+# package that uses it. Usage: zel_tool_test.sh PATH_TO_ZEL PATH_TO_WRITE_SCENE
 set -uo pipefail
 
 zel=$1
@@ -165,6 +166,45 @@ offset=$("$zel" ls scene.zel | awk '$6 == "__zel_index__.xml" { print $1 }')
 cp scene.zel inflate.zel
 printf '\x00\x00\x00\x00' | dd of=inflate.zel bs=1 seek=$((offset + 8)) conv=notrunc status=none
 expect_damaged inflate.zel "zel"
+
+# Libraries: a library package and its contents file, a package that links
+# into it, and the proof of its links. The scenes are plain documents packed
+# under the scene entry's name.
+mkdir lib scene
+printf '<zelfile><zel><material name="wood"><tex type="binary">#a.bin</tex></material>'\
+'<material name="steel"/></zel><metazel/></zelfile>' >lib/__zel_index__.xml
+printf 'bytes of a' >lib/a.bin
+printf '<zelfile><zel><object name="chair"><m type="link">lib#wood</m>'\
+'<bad type="link">lib#oak</bad><b type="binary">lib#a.bin</b><own type="binary">#own.bin</own>'\
+'<lost type="binary">#lost.bin</lost><self type="link">#chair</self></object></zel><metazel>'\
+'<librefs name="external_refs"><ref type="string">lib</ref></librefs></metazel></zelfile>' \
+    >scene/__zel_index__.xml
+printf 'own bytes' >scene/own.bin
+(cd lib && "$zel" pack ../lib.zel __zel_index__.xml a.bin >/dev/null) || fail "pack lib"
+(cd scene && "$zel" pack ../scene.zel __zel_index__.xml own.bin >/dev/null) || fail "pack scene"
+
+expect 0 "$zel" contents lib.zel lib.zelc
+grep -q "^lib.zelc: 2 binaries of lib.zel" out.txt && pass || fail "contents: $(cat out.txt)"
+expect 0 "$zel" check lib.zel
+grep -q "^lib.zel: 1 link (0 local, 1 local binary, 0 into libraries), 0 broken" out.txt \
+    && pass || fail "check of the library: $(cat out.txt)"
+expect 1 "$zel" check scene.zel --library lib=lib.zelc
+grep -q '^block chair, parameter bad, link "lib#oak": no block oak in library lib$' out.txt \
+    && pass || fail "check: $(cat out.txt)"
+grep -q '^block chair, parameter lost, link "#lost.bin": no entry lost.bin in the package$' \
+    out.txt && pass || fail "check: $(cat out.txt)"
+grep -q "^external_refs: lib$" out.txt && pass || fail "check: $(cat out.txt)"
+grep -q "^scene.zel: 6 links (1 local, 2 local binaries, 3 into libraries), 2 broken$" out.txt \
+    && pass || fail "check summary: $(tail -1 out.txt)"
+[ "$(wc -l <out.txt)" -eq 4 ] && pass || fail "check: $(cat out.txt)"
+expect 1 "$zel" check scene.zel
+[ "$(grep -c "library lib is not registered" out.txt)" -eq 3 ] && pass || fail "$(cat out.txt)"
+expect 1 "$zel" check scene.zel --library lib=scene.zel
+grep -q "File scene.zel is not a contents file!" err.txt && pass || fail "$(cat err.txt)"
+expect 2 "$zel" check scene.zel --library lib.zelc
+expect 2 "$zel" check scene.zel --library lib=lib.zelc --library lib=lib.zelc
+expect 1 "$zel" contents demo.zel demo.zelc
+[ ! -e demo.zelc ] && [ ! -e demo.zelc.part ] && pass || fail "a failed contents left a file"
 
 expect 0 "$zel" --help
 expect 0 "$zel" pack --help

@@ -14,11 +14,12 @@
 #include "zel/foundation/hash.hpp"
 #include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/writer/binary_identity_of.hpp"
+#include "zel/writer/contents_file.hpp"
+#include "zel/writer/internal/local_file_view.hpp"
 #include "zel/writer/internal/writer_texts.hpp"
 
 namespace vorn::zel {
-
-class zel_contents_file;
 
 namespace {
 
@@ -30,9 +31,10 @@ string_set make_string_set() {
     return set;
 }
 
-std::string library_message(const std::string& alias) {
+// "contents for library name \"<alias>" + rest.
+std::string library_message(const std::string& alias, std::string_view rest) {
     std::string message;
-    message.append(texts::contents_for_library).append(alias).append(texts::library_not_found);
+    message.append(texts::contents_for_library).append(alias).append(rest);
     return message;
 }
 
@@ -51,6 +53,44 @@ class zel_file_writer_impl {
                                             texts::type_attribute, texts::tag_attribute}) {
             file_index->intern(word);
         }
+    }
+
+    // The contents file of alias, or null.
+    const zel_contents_file* library(const std::string& alias) const {
+        if (alias.empty()) {
+            return nullptr;  // the empty key may not be looked up
+        }
+        const auto found = library_contents.find(alias);
+        return found == library_contents.end() ? nullptr : found->second.get();
+    }
+
+    // The first library in table order that holds bytes of that identity.
+    bool find_identity(const binary_identity& identity, std::string& alias,
+                       std::string& binary_name) const {
+        for (const auto& [name, contents] : library_contents) {
+            const intrusive_string found = contents->name_of(identity);
+            if (!found.empty()) {
+                alias = name;
+                binary_name = found.str();
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // Bit 1 of the validation mode, after stored has been stored.
+    std::string refuse_library_bytes(std::string stored) const {
+        if ((validation_mode & validate_library_binaries) == 0) {
+            return stored;
+        }
+        std::string alias;
+        std::string name;
+        if (find_identity(file_index->appender()->get_entry_key(stored), alias, name)) {
+            std::string message(texts::data_in_library);
+            message.append(alias).append(texts::data_in_library_as).append(name);
+            throw zel_validation_exception(message);
+        }
+        return stored;
     }
 
     bool is_uncompressed_name(const std::string& name) const {
@@ -169,14 +209,14 @@ bool zel_file_writer::exists_metadata_block(const std::string& name) const {
 
 std::string zel_file_writer::add_binary_data(const std::string& name_hint,
                                              const std::filesystem::path& path) {
-    return impl_->file_index->appender()->add_file_entry(
-        name_hint, path, !impl_->is_uncompressed_name(name_hint), impl_->allowDup);
+    return impl_->refuse_library_bytes(impl_->file_index->appender()->add_file_entry(
+        name_hint, path, !impl_->is_uncompressed_name(name_hint), impl_->allowDup));
 }
 
 std::string zel_file_writer::add_binary_data(const std::string& name_hint, const char* data,
                                              std::uint64_t size) {
-    return impl_->file_index->appender()->add_entry(
-        name_hint, data, size, !impl_->is_uncompressed_name(name_hint), impl_->allowDup);
+    return impl_->refuse_library_bytes(impl_->file_index->appender()->add_entry(
+        name_hint, data, size, !impl_->is_uncompressed_name(name_hint), impl_->allowDup));
 }
 
 void zel_file_writer::add_uncompressed_extension(const std::string& extension) {
@@ -197,18 +237,65 @@ void zel_file_writer::add_referenced_library(const std::string& alias) {
     }
 }
 
-void zel_file_writer::check_library_binary(const std::string& alias,
-                                           [[maybe_unused]] const std::string& name) {
-    if (alias.empty() || impl_->library_contents.count(alias) == 0) {
-        throw zel_validation_exception(library_message(alias));
+void zel_file_writer::register_library_contents(const std::filesystem::path& path,
+                                                const std::string& alias) {
+    if (alias.empty()) {
+        throw zel_exception(std::string(texts::empty_alias));
+    }
+    auto contents = std::make_shared<zel_contents_file>(path);
+    auto& table = impl_->library_contents;
+    // Grown before the look-up, as an insertion would, so that the table's
+    // order does not depend on whether the alias was there.
+    table.resize(table.size() + 1);
+    const auto [stored, inserted] = table.insert({alias, contents});
+    if (inserted) {
+        return;
+    }
+    if (stored->second->get_package_id() == contents->get_package_id()) {
+        throw zel_exception(std::string(texts::re_registered) + alias);
+    }
+    std::string message(texts::register_with_alias);
+    message.append(alias).append(texts::with_different_contents);
+    throw zel_exception(message);
+}
+
+void zel_file_writer::check_library_binary(const std::string& alias, const std::string& name) {
+    const zel_contents_file* contents = impl_->library(alias);
+    if (contents == nullptr) {
+        throw zel_validation_exception(library_message(alias, texts::library_not_found));
+    }
+    if (contents->identity_of(name) == binary_identity{}) {
+        throw zel_validation_exception(library_message(alias, texts::no_binary_named) + name);
     }
 }
 
-void zel_file_writer::check_library_block(const std::string& alias,
-                                          [[maybe_unused]] const std::string& name) {
-    if (alias.empty() || impl_->library_contents.count(alias) == 0) {
-        throw zel_exception(library_message(alias));
+zel_block& zel_file_writer::check_library_block(const std::string& alias, const std::string& name) {
+    const zel_contents_file* contents = impl_->library(alias);
+    if (contents == nullptr) {
+        throw zel_exception(library_message(alias, texts::library_not_found));
     }
+    try {
+        return *contents->get_block(name);
+    } catch (const zel_exception&) {
+        throw zel_exception(library_message(alias, texts::no_block_named) + name);
+    }
+}
+
+bool zel_file_writer::find_data_in_libraries(const char* data, std::uint64_t size,
+                                             const std::string& name, std::string& alias,
+                                             std::string& binary_name) const {
+    if (impl_->library_contents.empty()) {
+        return false;  // nothing to compare with, so nothing to deflate
+    }
+    return impl_->find_identity(
+        binary_identity_of_data(data, size, !impl_->is_uncompressed_name(name)), alias,
+        binary_name);
+}
+
+bool zel_file_writer::find_binary_in_libraries(const std::filesystem::path& path,
+                                               std::string& alias, std::string& binary_name) const {
+    const local_file_view file(path, texts::library_binary_file);
+    return find_data_in_libraries(file.data(), file.size(), path.string(), alias, binary_name);
 }
 
 void zel_file_writer::set_index_entry_name(const std::string& name) {

@@ -18,6 +18,13 @@
 // handed out are finished with; a failed close still writes a table of
 // contents for the entries that reached the archive.
 //
+// Libraries. A package may link into content libraries, other packages,
+// each known to the writer by its contents file (contents_file.hpp) under an
+// alias. Every alias a link names is recorded, registered or not, and the
+// close lists them in the metadata block "external_refs". Registered
+// libraries let the writer prove links into them and find bytes they hold;
+// both cost hash probes and no file access.
+//
 // The four atoms "name", "unit", "type", "tag" come first in every package.
 // A writer and its blocks belong to one thread at a time.
 #pragma once
@@ -32,7 +39,9 @@
 
 namespace vorn::zel {
 
-// Validation bits of set_validation_mode.
+// Validation bits of set_validation_mode: bit 0 has blocks made from now on
+// check their links into libraries as they are added, bit 1 has
+// add_binary_data refuse bytes that a registered library holds.
 inline constexpr std::uint32_t validate_library_links = 1;
 inline constexpr std::uint32_t validate_library_binaries = 2;
 
@@ -62,7 +71,10 @@ class zel_file_writer {
     // that held the same stored bytes already when allowDup is clear. They
     // are stored as they are if the hint ends in an extension given to
     // add_uncompressed_extension, deflated otherwise. A name that is taken
-    // by other bytes raises the archive's "entry already exists".
+    // by other bytes raises the archive's "entry already exists". With bit
+    // 1 of the validation mode set, stored bytes that a registered library
+    // holds raise zel_validation_exception "added binary data available in
+    // alias <alias> as <name>"; the entry stays stored all the same.
     std::string add_binary_data(const std::string& name_hint, const std::filesystem::path& path);
     std::string add_binary_data(const std::string& name_hint, const char* data, std::uint64_t size);
     // An extension with its leading dot, compared case-sensitively with the
@@ -75,13 +87,39 @@ class zel_file_writer {
     // Records a library alias that a link named; each becomes one "ref" of
     // the metadata block "external_refs" at the close. Called by blocks.
     void add_referenced_library(const std::string& alias);
-    // Checks of links into registered libraries, called by blocks whose
-    // validation bit 0 is set. No library is registered in this version, so
-    // every alias is unknown: check_library_binary raises
-    // zel_validation_exception and check_library_block zel_exception with
-    // "contents for library name \"<alias>\" was not found".
+
+    // Registers the library whose contents file lies at path under alias,
+    // the text before the "#" of links into it. The contents file is read
+    // whole now (its errors, contents_file.hpp, pass and register nothing).
+    // An alias registered before raises zel_exception and keeps the first
+    // registration: "re-registered exactly the same alias contents_file:
+    // <alias>" if both have one package id, which is also the answer for the
+    // same file at another path, and "Tried to register contents with alias
+    // <alias> with different contents" otherwise. One file may be registered
+    // under several aliases. An empty alias raises zel_exception "a library
+    // alias must not be empty".
+    void register_library_contents(const std::filesystem::path& path, const std::string& alias);
+    // Proves that the library of that alias holds a binary of that name;
+    // raises zel_validation_exception "contents for library name \"<alias>\"
+    // was not found" or "... could not find a binary named <name>".
     void check_library_binary(const std::string& alias, const std::string& name);
-    void check_library_block(const std::string& alias, const std::string& name);
+    // Proves that the library's scene holds a block of that name and returns
+    // it; raises plain zel_exception with the same words, "... was not
+    // found" or "... could not find a block named <name>": the two checks
+    // are told apart by type.
+    zel_block& check_library_block(const std::string& alias, const std::string& name);
+    // Whether a registered library holds the bytes as this writer would store
+    // them under name (compressed unless name ends in an uncompressed
+    // extension). On a hit, alias and binary_name receive the first library
+    // in table order that holds them and its name for them; otherwise they
+    // are left as they are. The bytes are never stored.
+    bool find_data_in_libraries(const char* data, std::uint64_t size, const std::string& name,
+                                std::string& alias, std::string& binary_name) const;
+    // The same for the file at path, judged by its path as name. Raises
+    // zel_exception "library binary file <path> not found on local
+    // filesystem" if it does not exist.
+    bool find_binary_in_libraries(const std::filesystem::path& path, std::string& alias,
+                                  std::string& binary_name) const;
 
     // The entry that receives the scene document; "__zel_index__.xml" unless
     // changed before the close.

@@ -1,0 +1,264 @@
+#include "zel/facade/internal/code_page.hpp"
+
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "zel/facade/host_exceptions.hpp"
+#include "zel/facade/internal/facade_texts.hpp"
+
+namespace Tessaly::Corvane::DB::ZEL::code_page {
+
+namespace {
+
+constexpr char default_character = '?';
+constexpr char32_t replacement_character = 0xFFFD;
+
+// One iconv descriptor, closed with its owner. Descriptors are kept per
+// thread for the last character set used, since opening one loads tables.
+class converter {
+  public:
+    converter() = default;
+    converter(const converter&) = delete;
+    converter& operator=(const converter&) = delete;
+    ~converter() { reset(); }
+
+    // False if iconv knows no conversion between the two sets.
+    bool open(const char* to, const char* from) {
+        if (handle_ != invalid() && to_ == to && from_ == from) {
+            ::iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+            return true;
+        }
+        reset();
+        handle_ = ::iconv_open(to, from);
+        if (handle_ == invalid()) {
+            return false;
+        }
+        to_ = to;
+        from_ = from;
+        return true;
+    }
+
+    iconv_t get() const noexcept { return handle_; }
+
+  private:
+    static iconv_t invalid() noexcept { return reinterpret_cast<iconv_t>(-1); }
+    void reset() noexcept {
+        if (handle_ != invalid()) {
+            ::iconv_close(handle_);
+            handle_ = invalid();
+        }
+    }
+
+    iconv_t handle_ = invalid();
+    std::string to_;
+    std::string from_;
+};
+
+bool is_utf8(const char* charset) {
+    return ::strcasecmp(charset, "UTF-8") == 0 || ::strcasecmp(charset, "UTF8") == 0;
+}
+
+[[noreturn]] void throw_too_long() {
+    throw System::ArgumentOutOfRangeException(texts::size_exceeds_int_max);
+}
+
+void append_utf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+        out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else if (c < 0x10000) {
+        out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+        out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else {
+        out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+        out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+}
+
+// UTF-8 of the units, with an unpaired surrogate written as `lone`.
+std::string utf8_from_units(std::u16string_view text, char32_t lone) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char32_t unit = text[i];
+        if (unit >= 0xD800 && unit < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] < 0xE000) {
+            append_utf8(out, 0x10000 + ((unit - 0xD800) << 10) + (text[i + 1] - 0xDC00));
+            ++i;
+        } else if (unit >= 0xD800 && unit < 0xE000) {
+            append_utf8(out, lone);
+        } else {
+            append_utf8(out, unit);
+        }
+    }
+    return out;
+}
+
+// The length of the UTF-8 sequence that starts with lead, or 0 if lead
+// starts none.
+std::size_t sequence_length(unsigned char lead) {
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (lead >= 0xC2 && lead < 0xE0) {
+        return 2;
+    }
+    if (lead >= 0xE0 && lead < 0xF0) {
+        return 3;
+    }
+    if (lead >= 0xF0 && lead < 0xF5) {
+        return 4;
+    }
+    return 0;
+}
+
+// UTF-16 of UTF-8 bytes; each byte that starts no valid sequence becomes
+// U+FFFD. The limit counts units.
+std::u16string units_from_utf8(std::string_view text, std::size_t size_limit) {
+    std::u16string out;
+    out.reserve(text.size() < size_limit ? text.size() : size_limit);
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        std::size_t length = sequence_length(lead);
+        char32_t c = length == 1 ? lead : lead & (0x7F >> length);
+        bool valid = length != 0 && i + length <= text.size();
+        for (std::size_t k = 1; valid && k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            valid = (next & 0xC0) == 0x80;
+            c = (c << 6) | (next & 0x3F);
+        }
+        // Overlong forms, surrogates and values past U+10FFFF.
+        valid = valid && !(length == 3 && c < 0x800) && !(length == 4 && c < 0x10000) &&
+                !(c >= 0xD800 && c < 0xE000) && c <= 0x10FFFF;
+        if (!valid) {
+            c = replacement_character;
+            length = 1;
+        }
+        if (c >= 0x10000) {
+            out.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        } else {
+            out.push_back(static_cast<char16_t>(c));
+        }
+        if (out.size() > size_limit) {
+            throw_too_long();
+        }
+        i += length;
+    }
+    return out;
+}
+
+// Runs iconv over the whole input. A sequence it cannot convert is skipped
+// by skip(input) bytes and written as `substitute` in the output set.
+template <class Skip>
+std::string run_iconv(iconv_t handle, std::string_view input, std::string_view substitute,
+                      std::size_t size_limit, Skip skip) {
+    std::string out;
+    char buffer[4096];
+    char* in = const_cast<char*>(input.data());
+    std::size_t in_left = input.size();
+    while (true) {
+        char* next = buffer;
+        std::size_t out_left = sizeof buffer;
+        const std::size_t result = in_left == 0
+                                       ? ::iconv(handle, nullptr, nullptr, &next, &out_left)
+                                       : ::iconv(handle, &in, &in_left, &next, &out_left);
+        const int error = errno;
+        out.append(buffer, next);
+        if (out.size() > size_limit) {
+            throw_too_long();
+        }
+        if (result != static_cast<std::size_t>(-1)) {
+            if (in_left == 0) {
+                return out;
+            }
+            continue;
+        }
+        if (error == E2BIG) {
+            continue;
+        }
+        // EILSEQ or EINVAL (a sequence cut off at the end).
+        const std::size_t skipped = std::min(in_left, std::max<std::size_t>(1, skip(in, in_left)));
+        in += skipped;
+        in_left -= skipped;
+        out.append(substitute);
+    }
+}
+
+}  // namespace
+
+std::string utf8_of_wide(std::wstring_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (const wchar_t unit : text) {
+        const auto c = static_cast<char32_t>(unit);
+        append_utf8(out, (c >= 0xD800 && c < 0xE000) || c > 0x10FFFF
+                             ? static_cast<char32_t>(default_character)
+                             : c);
+    }
+    return out;
+}
+
+const char* thread_charset() {
+    const locale_t current = ::uselocale(nullptr);
+    if (current == LC_GLOBAL_LOCALE) {
+        return ::nl_langinfo(CODESET);
+    }
+    return ::nl_langinfo_l(CODESET, current);
+}
+
+std::string narrow(std::u16string_view text, const char* charset, std::size_t size_limit) {
+    // Unpaired surrogates become the default character before iconv sees them.
+    std::string utf8 = utf8_from_units(text, static_cast<char32_t>(default_character));
+    if (is_utf8(charset)) {
+        if (utf8.size() > size_limit) {
+            throw_too_long();
+        }
+        return utf8;
+    }
+    thread_local converter to_charset;
+    if (!to_charset.open(charset, "UTF-8")) {
+        throw System::ArgumentException(texts::to_narrow_failed);
+    }
+    return run_iconv(to_charset.get(), utf8, std::string_view(&default_character, 1), size_limit,
+                     [](const char* at, std::size_t) {
+                         return sequence_length(static_cast<unsigned char>(*at));
+                     });
+}
+
+std::u16string widen(std::string_view text, const char* charset, std::size_t size_limit) {
+    try {
+        if (is_utf8(charset)) {
+            return units_from_utf8(text, size_limit);
+        }
+        thread_local converter from_charset;
+        if (!from_charset.open("UTF-8", charset)) {
+            throw System::ArgumentException(texts::to_host_failed);
+        }
+        std::string replacement;
+        append_utf8(replacement, replacement_character);
+        const std::string utf8 =
+            run_iconv(from_charset.get(), text, replacement, static_cast<std::size_t>(-1),
+                      [](const char*, std::size_t) { return std::size_t{1}; });
+        return units_from_utf8(utf8, size_limit);
+    } catch (const std::bad_alloc&) {
+        throw System::InsufficientMemoryException();
+    }
+}
+
+}  // namespace Tessaly::Corvane::DB::ZEL::code_page
