@@ -100,8 +100,8 @@ TEST(DocumentReaderTest, PlainBlocksInternParametersBeforeAttributesAndName) {
         "</t></zel></zelfile>";
     zel_file_index index(document_text{text});
     EXPECT_EQ(texts_of(index.atoms()),
-              (std::vector<std::string>{"i", "num", "4000000000", "integer", "__internal_use__", "t",
-                                        "p", "val", "s", "u", "g", "v", "x", "b"}));
+              (std::vector<std::string>{"i", "num", "4000000000", "integer", "__internal_use__",
+                                        "t", "p", "val", "s", "u", "g", "v", "x", "b"}));
     // The count sizes the table no larger than the document's blocks.
     EXPECT_EQ(index.block_count(), 2u);
 }
