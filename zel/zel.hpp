@@ -26,5 +26,8 @@
 #include "zel/foundation/value_text.hpp"
 #include "zel/scene/block.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/lru_cache.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/scene/scene_graph.hpp"
+#include "zel/scene/scene_resolver.hpp"
 #include "zel/writer/file_writer.hpp"
