@@ -34,5 +34,7 @@ extern const command ls_command;
 extern const command cat_command;
 extern const command verify_command;
 extern const command pack_command;
+extern const command resolve_command;
+extern const command graph_command;
 
 }  // namespace vorn::zel_tool
