@@ -19,6 +19,7 @@
 // them as read-only (a scene graph works on its own copy).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
