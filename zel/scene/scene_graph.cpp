@@ -178,10 +178,10 @@ void zel_scene_graph::resolve_link(const std::string& link,
             redirect = find_in(state_->block_redirects, t);
         }
     } else if (from_index == state_->root_index) {
+        // Only from the root: a link with an empty left part read in another
+        // file means that file, which the root's redirects say nothing about.
         redirect = find_in(state_->block_redirects, t);
     }
-    // A link with an empty left part read in another file means that file,
-    // which the root's redirects have nothing to say about.
     if (redirect != nullptr) {
         split_redirect(*redirect, file_out, block_out);
         return;
