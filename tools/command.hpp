@@ -37,5 +37,7 @@ extern const command pack_command;
 extern const command scene_command;
 extern const command contents_command;
 extern const command check_command;
+extern const command resolve_command;
+extern const command graph_command;
 
 }  // namespace vorn::zel_tool

@@ -206,6 +206,73 @@ expect 2 "$zel" check scene.zel --library lib=lib.zelc --library lib=lib.zelc
 expect 1 "$zel" contents demo.zel demo.zelc
 [ ! -e demo.zelc ] && [ ! -e demo.zelc.part ] && pass || fail "a failed contents left a file"
 
+# Scenes across two packages: a scene whose links lead into its own blocks,
+# into a library package and nowhere, packed from plain scene documents.
+mkdir -p lib scene
+cat >lib/__zel_index__.xml <<'XML'
+<?xml version="1.0" encoding="utf-8"?>
+<zelfile version="0.1">
+	<zel>
+		<material name="wood">
+			<albedo type="binary">#tex.raw</albedo>
+		</material>
+	</zel>
+	<metazel>
+	</metazel>
+</zelfile>
+XML
+cat >scene/__zel_index__.xml <<'XML'
+<?xml version="1.0" encoding="utf-8"?>
+<zelfile version="0.1">
+	<zel>
+		<material name="plate">
+			<light type="link">#lamp</light>
+			<look type="link">lib.zel#wood</look>
+			<broken type="link">#nothing</broken>
+			<picture type="binary">#img.raw</picture>
+		</material>
+		<light name="lamp"/>
+	</zel>
+	<metazel>
+	</metazel>
+</zelfile>
+XML
+head -c 2000 /dev/urandom >lib/tex.raw
+head -c 1000 /dev/urandom >scene/img.raw
+(cd lib && "$zel" pack --store raw ../lib.zel __zel_index__.xml tex.raw >/dev/null) && pass || fail "pack lib.zel"
+(cd scene && "$zel" pack --store raw ../scene.zel __zel_index__.xml img.raw >/dev/null) && pass || fail "pack scene.zel"
+
+expect 0 "$zel" resolve scene.zel '#lamp'
+grep -Eq "^block +lamp$" out.txt && grep -Eq "^type +light$" out.txt && pass || fail "resolve #lamp: $(cat out.txt)"
+expect 0 "$zel" resolve scene.zel 'lib.zel#wood'
+grep -Eq "^file +lib.zel$" out.txt && grep -Eq "^type +material$" out.txt && pass || fail "resolve lib.zel#wood: $(cat out.txt)"
+expect 0 "$zel" resolve scene.zel '#img.raw'
+grep -Eq "^payload +1000 bytes$" out.txt && pass || fail "resolve #img.raw: $(cat out.txt)"
+expect 0 "$zel" resolve --bytes scene.zel '#img.raw'
+cmp -s out.txt scene/img.raw && pass || fail "resolve --bytes gives other bytes than were packed"
+expect 0 "$zel" resolve --bytes scene.zel 'lib.zel#tex.raw'
+cmp -s out.txt lib/tex.raw && pass || fail "resolve --bytes into the library gives other bytes"
+expect 1 "$zel" resolve scene.zel '#nothing'
+grep -q 'no block or binary named "nothing" in scene.zel' err.txt && pass || fail "$(cat err.txt)"
+expect 1 "$zel" resolve --bytes scene.zel '#lamp'
+expect 1 "$zel" resolve scene.zel 'lamp'
+grep -q "invalid string position" err.txt && pass || fail "$(cat err.txt)"
+expect 1 "$zel" resolve scene.zel 'missing.zel#x'
+grep -q "zel file missing.zel not found on local filesystem" err.txt && pass || fail "$(cat err.txt)"
+expect 2 "$zel" resolve scene.zel
+
+expect 0 "$zel" graph scene.zel
+grep -q '^digraph "scene.zel" {' out.txt && pass || fail "graph header: $(head -1 out.txt)"
+grep -q 'subgraph cluster_0' out.txt && grep -q 'label="lib.zel"' out.txt && pass || fail "no cluster for lib.zel"
+grep -q 'label="material\\nplate"' out.txt && pass || fail "no node for plate"
+grep -q '\[label="look"\]' out.txt && pass || fail "no edge for look"
+grep -q 'label="broken", color=red' out.txt && pass || fail "the broken link is not red"
+grep -q 'label="img.raw\\n1000 bytes", shape=note' out.txt && pass || fail "no leaf for the binary"
+[ "$(grep -c -- '->' out.txt)" -eq 4 ] && pass || fail "not 4 edges: $(grep -- '->' out.txt)"
+if command -v dot >/dev/null; then
+    dot -Tsvg out.txt >graph.svg && pass || fail "dot refuses the graph"
+fi
+
 expect 0 "$zel" --help
 expect 0 "$zel" pack --help
 grep -q "^usage: zel pack" out.txt && pass || fail "pack --help: $(head -1 out.txt)"

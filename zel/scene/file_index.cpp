@@ -29,6 +29,25 @@ zel_block* find_in(const block_table& table, intrusive_string name) {
     return found == table.end() ? nullptr : found->second;
 }
 
+// A copy of source whose texts are interned into target. Atom numbers of
+// two scenes mean different words, so a block that comes from another scene
+// can only be carried over by its texts; copying by number is right only
+// between a table and its clone, as when an index copies another.
+template <class Pool>
+zel_block* copy_by_text(Pool& pool, const zel_block& source, atom_table& target) {
+    zel_block* copy = pool.make(source.type(), target);
+    for (const zel_block::attribute& a : source.extra_attributes()) {
+        copy->append_extra_attribute(target.intern(a.first), target.intern(a.second));
+    }
+    copy->reserve_parameters(source.parameter_count());
+    for (const zel_block::parameter& p : source.parameters()) {
+        const intrusive_string name = target.intern(p.name);
+        copy->insert_parameter(name, intrusive_generic_param(p.value, target, false));
+    }
+    copy->set_owner(source.owner_writer(), source.validation_flags());
+    return copy;
+}
+
 [[noreturn]] void raise_missing(std::string_view prefix, std::string_view name) {
     std::string message;
     message.append(prefix).append(name).append(texts::not_found);
@@ -138,7 +157,9 @@ zel_block* zel_file_index::add_block_copy(std::string& name, const zel_block& so
     if (name.empty()) {
         throw std::invalid_argument(std::string(texts::empty_block_name));
     }
-    zel_block* copy = state_->block_pool.make(source, state_->atoms);
+    zel_block* copy = &source.atoms() == &state_->atoms
+                          ? state_->block_pool.make(source, state_->atoms)
+                          : copy_by_text(state_->block_pool, source, state_->atoms);
     while (exists_block(name)) {
         name.push_back('x');
     }

@@ -77,8 +77,11 @@ class zel_file_index {
     // interned first, then the type, even when the call fails.
     zel_block* add_block(const std::string& type, const std::string& name);
     zel_block* add_metadata_block(const std::string& type, const std::string& name);
-    // Adds a copy of source (see zel_block's copy) as an ordinary block. While
-    // the name is taken, an "x" is appended to it; name holds the final name.
+    // Adds a copy of source as an ordinary block. A block of this index is
+    // copied handle by handle; a block of another index has its texts
+    // interned here, since atom numbers of two scenes mean different words.
+    // While the name is taken, an "x" is appended to it; name holds the final
+    // name.
     zel_block* add_block_copy(std::string& name, const zel_block& source);
 
     bool exists_block(std::string_view name) const noexcept;

@@ -40,14 +40,14 @@ bool parse_two_numbers(std::string_view text, std::uint64_t& first, std::uint64_
 }
 
 std::string not_a_contents_file(const std::string& origin) {
-    std::string message(texts::file_prefix);
+    std::string message(texts::contents_file_prefix);
     message.append(origin).append(texts::not_a_contents_file);
     return message;
 }
 
 std::string binary_block_message(const std::string& origin, intrusive_string name,
                                  std::string_view problem) {
-    std::string message(texts::file_prefix);
+    std::string message(texts::contents_file_prefix);
     message.append(origin).append(texts::binary_block_prefix).append(name.view()).append(problem);
     return message;
 }
@@ -118,7 +118,7 @@ void zel_contents_file::read_package_id(const std::string& origin) {
     if (id == zel_block::no_parameter ||
         !parse_two_numbers(info->parameter_at(id).value.value().view(), package_id_.toc_hash,
                            package_id_.toc_end)) {
-        std::string message(texts::file_prefix);
+        std::string message(texts::contents_file_prefix);
         message.append(origin).append(texts::bad_package_id);
         throw zel_exception(message);
     }

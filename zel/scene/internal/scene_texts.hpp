@@ -66,4 +66,13 @@ inline constexpr std::string_view block_without_name =
 inline constexpr std::string_view token_beyond_table =
     "scene document token beyond the atom table: ";
 
+// Reading scenes across packages.
+inline constexpr std::string_view file_prefix = "zel file ";
+inline constexpr std::string_view file_not_found = " not found on local filesystem";
+inline constexpr std::string_view failed_binary = "Failed to get binary: ";
+inline constexpr std::string_view invalid_position = "invalid string position";
+inline constexpr std::string_view invalid_file_name = "invalid char filename argument";
+inline constexpr std::string_view no_archive = "the scene has no archive to read binaries from";
+inline constexpr std::string_view empty_redirect = "a file redirect needs a file name";
+
 }  // namespace vorn::zel::texts
