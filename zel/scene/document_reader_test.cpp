@@ -172,6 +172,27 @@ TEST(DocumentReaderTest, HostileDocumentsAreRefusedInWords) {
               zel_message("scene document nests elements deeper than 32 levels"));
 }
 
+TEST(DocumentReaderTest, DamageAnywhereGivesADocumentOrAnErrorInWords) {
+    const std::string document = testing::example_atomized_document();
+    int refused = 0;
+    for (std::size_t at = 0; at < document.size(); ++at) {
+        for (const char damage : {'\0', '<', '"', 'z'}) {
+            std::string damaged = document;
+            damaged[at] = damage;
+            try {
+                zel_file_index index(document_text{damaged});
+                std::string out;
+                index.write_document(out, true);
+            } catch (const zel_exception&) {
+                ++refused;
+            } catch (const rapidxml::parse_error&) {
+                ++refused;
+            }
+        }
+    }
+    EXPECT_GT(refused, 0);
+}
+
 TEST(DocumentReaderTest, ManyParametersOfAlternatingNamesKeepTheirRuns) {
     std::string text = "<zelfile><metazel/><zel><t name=\"b\">";
     constexpr int count = 100000;

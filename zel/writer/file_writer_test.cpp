@@ -1,8 +1,10 @@
 #include "zel/writer/file_writer.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -145,6 +147,11 @@ TEST_F(FileWriterTest, BinaryFromAFileIsLinkedUnderTheNameThatHoldsIt) {
         zel_file_writer writer(package(), false, false);
         zel_block& block = writer.add_block("t", "b");
         block.add_binary_link_with_data("tex", texture, "");
+        const atom_table& atoms = writer.file_index().atoms();
+        ASSERT_EQ(atoms.size(), 9u);
+        EXPECT_EQ(atoms.at(6).view(), "binary");
+        EXPECT_EQ(atoms.at(7).view(), "#" + binary_entry_name(texture));
+        EXPECT_EQ(atoms.at(8).view(), "tex");
         block.add_binary_link_with_data("again", "copy.png", "grain", 5);
         block.add_binary_link_with_data("named", texture, "given.png");
         const std::string missing =
@@ -232,18 +239,39 @@ TEST_F(FileWriterTest, DestructorRaisesAFailedClose) {
     EXPECT_THROW(destroy(), zela::zel_archive_exception);
 }
 
-TEST_F(FileWriterTest, BytesThatDoNotReachTheDiskAreAFailedClose) {
-    if (!std::filesystem::exists("/dev/full")) {
-        GTEST_SKIP() << "no /dev/full";
+// Writes beyond a file size limit fail with EFBIG, as on a full disk.
+class file_size_limit {
+  public:
+    explicit file_size_limit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &saved_);
+        previous_handler_ = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limited = saved_;
+        limited.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limited);
     }
-    const auto write_to_full_disk = [] {
-        zel_file_writer writer("/dev/full", false, true);
-        const std::string bytes = testing::numbered_bytes(1 << 20);
+    file_size_limit(const file_size_limit&) = delete;
+    file_size_limit& operator=(const file_size_limit&) = delete;
+    ~file_size_limit() {
+        ::setrlimit(RLIMIT_FSIZE, &saved_);
+        std::signal(SIGXFSZ, previous_handler_);
+    }
+
+  private:
+    rlimit saved_{};
+    void (*previous_handler_)(int) = nullptr;
+};
+
+TEST_F(FileWriterTest, BytesThatDoNotReachTheDiskAreAFailedClose) {
+    const std::string bytes = testing::numbered_bytes(1 << 20);
+    const auto write_past_the_limit = [&] {
+        zel_file_writer writer(package(), false, true);
+        writer.add_uncompressed_extension(".bin");
         writer.add_binary_data("big.bin", bytes.data(), bytes.size());
         writer.add_block("t", "b");
         writer.close();
     };
-    EXPECT_THROW(write_to_full_disk(), zela::zel_archive_exception);
+    const file_size_limit limit(64 * 1024);
+    EXPECT_THROW(write_past_the_limit(), zela::zel_archive_exception);
 }
 
 }  // namespace

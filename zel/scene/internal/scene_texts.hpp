@@ -38,7 +38,6 @@ inline constexpr std::string_view not_found = " was not found";
 
 // The scene document.
 inline constexpr std::string_view index_entry = "__zel_index__.xml";
-inline constexpr std::string_view declaration_element = "xml";
 inline constexpr std::string_view version_attribute = "version";
 inline constexpr std::string_view declaration_version = "1.0";
 inline constexpr std::string_view encoding_attribute = "encoding";
@@ -59,7 +58,6 @@ inline constexpr std::string_view block_count_parameter = "num";
 
 // Reading the scene document.
 inline constexpr std::string_view zero_length_block_name = "block name of zero length read";
-inline constexpr std::string_view document_prefix = "scene document ";
 inline constexpr std::string_view too_deep_prefix = "scene document nests elements deeper than ";
 inline constexpr std::string_view too_deep_suffix = " levels";
 inline constexpr std::string_view lacks_element = "scene document has no element ";
