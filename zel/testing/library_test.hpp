@@ -46,12 +46,15 @@ inline std::filesystem::path make_library(const std::filesystem::path& dir, cons
 }
 
 // An archive whose entries "__zel_index__.xml" and "__zel_binaries__.xml"
-// hold the given texts, as a damaged or hand-made contents file.
+// hold the given texts, as a damaged or hand-made contents file. The
+// catalogue is stored as it is if deflate_catalogue is clear, so that its
+// text can be damaged in the file.
 inline void write_contents_archive(const std::filesystem::path& path, const std::string& scene,
-                                   const std::string& catalogue) {
+                                   const std::string& catalogue, bool deflate_catalogue = true) {
     zela::zel_archive_file_appender<parallel::mutex_traits_no_op> archive(path, true);
     archive.add_entry("__zel_index__.xml", scene.data(), scene.size(), true, false);
-    archive.add_entry("__zel_binaries__.xml", catalogue.data(), catalogue.size(), true, false);
+    archive.add_entry("__zel_binaries__.xml", catalogue.data(), catalogue.size(), deflate_catalogue,
+                      false);
     archive.close();
 }
 

@@ -1,8 +1,10 @@
 #include "zel/writer/contents_file.hpp"
 
 #include <gtest/gtest.h>
+#include <rapidxml/rapidxml.hpp>
 
 #include <algorithm>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/library_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
+#include "zel/testing/streams_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 #include "zel/writer/create_contents_file.hpp"
 #include "zel/writer/file_writer.hpp"
@@ -201,6 +204,49 @@ TEST_F(ContentsFileTest, EmptyCatalogueKnowsNothing) {
     EXPECT_EQ(contents.identity_of(""), binary_identity{});
     EXPECT_EQ(contents.identity_of("a"), binary_identity{});
     EXPECT_TRUE(contents.name_of({5, 6}).empty());
+}
+
+// Every byte of a real catalogue, atomized as a writer makes it, replaced in
+// turn: the file opens, or raises one of the errors of reading, and never
+// does anything else. The catalogue is stored as it is, so the damage lies
+// in its text, which no hash protects.
+TEST_F(ContentsFileTest, DamageAnywhereInTheCatalogueIsReportedOrHarmless) {
+    testing::write_library(path("lib.zel"));
+    create_contents_file(path("lib.zelc"), path("lib.zel"));
+    const auto entry =
+        zela::zel_archive_file_reader(path("lib.zelc")).get_entry("__zel_binaries__.xml");
+    const std::filesystem::path file = path("damaged.zelc");
+    testing::write_contents_archive(file, minimal_scene, std::string(entry->data(), entry->size()),
+                                    false);
+    const std::string image = testing::read_file(file);
+    const zela::zel_archive_file_reader pristine(file);
+    const auto* record = pristine.get_entry_record("__zel_binaries__.xml");
+    ASSERT_NE(record, nullptr);
+    // One byte is changed in place: rewriting the whole file each time would
+    // make the file system flush it.
+    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
+    const auto put = [&bytes](std::uint64_t at, char byte) {
+        bytes.seekp(static_cast<std::streamoff>(at));
+        bytes.put(byte);
+        bytes.flush();
+    };
+    std::size_t opened = 0;
+    for (std::uint64_t at = record->off; at < record->off + record->csize; ++at) {
+        for (const char replacement : {'\0', '<', '"', '9', 'x'}) {
+            put(at, replacement);
+            try {
+                const zel_contents_file contents(file);
+                ++opened;
+            } catch (const vorn_exception&) {
+            } catch (const rapidxml::parse_error&) {
+            }
+        }
+        put(at, image[at]);
+    }
+    // Most bytes are text whose change does the format no harm; the rest
+    // raise.
+    EXPECT_GT(opened, record->csize);
+    EXPECT_LT(opened, 5 * record->csize);
 }
 
 }  // namespace

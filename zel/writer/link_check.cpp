@@ -1,8 +1,8 @@
 #include "zel/writer/link_check.hpp"
 
-#include <algorithm>
 #include <functional>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "zel/foundation/exception.hpp"
@@ -60,7 +60,7 @@ class scene_walk {
         }
         ++report_.library_links;
         const std::string alias(parts.location);
-        if (std::find(aliases_.begin(), aliases_.end(), alias) == aliases_.end()) {
+        if (seen_aliases_.insert(alias).second) {
             aliases_.push_back(alias);
         }
         const zel_contents_file* contents = library_(alias);
@@ -78,6 +78,8 @@ class scene_walk {
     const zel_file_index& scene_;
     link_report& report_;
     const std::function<const zel_contents_file*(std::string_view)>& library_;
+    // A package may name any number of aliases, so they are found by hash.
+    std::unordered_set<std::string> seen_aliases_;
     std::vector<std::string> aliases_;
 };
 
@@ -112,9 +114,10 @@ link_report link_checker::check(const zel_file_index& scene) const {
         [&walk](intrusive_string name, zel_block& block) { walk.block(name, block, true); });
     scene.visit_blocks(
         [&walk](intrusive_string name, zel_block& block) { walk.block(name, block, false); });
+    const std::unordered_set<std::string> listed(report.external_refs.begin(),
+                                                 report.external_refs.end());
     for (const std::string& alias : walk.aliases()) {
-        if (std::find(report.external_refs.begin(), report.external_refs.end(), alias) ==
-            report.external_refs.end()) {
+        if (!listed.contains(alias)) {
             report.unlisted_aliases.push_back(alias);
         }
     }

@@ -65,6 +65,7 @@ class link_checker {
     };
     const zel_contents_file* find(std::string_view alias) const;
 
+    // Few, so a list serves.
     std::vector<library> libraries_;
 };
 
