@@ -119,8 +119,8 @@ void zel_archive_reader::load_image(const char* image, std::uint64_t size,
 // that overlaps any other is found so, since the one before it in this order
 // either overlaps something earlier or reaches furthest itself.
 void zel_archive_reader::find_misplaced_entries() {
-    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
-    const auto end_of = [most](std::uint64_t begin, std::uint64_t size) {
+    const auto end_of = [](std::uint64_t begin, std::uint64_t size) {
+        constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
         return size > most - begin ? most : begin + size;  // past the file anyway
     };
     std::vector<extent> extents;
