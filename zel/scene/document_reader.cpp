@@ -269,9 +269,14 @@ class document_reader {
     }
 
     // The token of a word's atom; a word that the table lacks is added, and
-    // its new token matches nothing in the document.
+    // its new token matches nothing in the document. The scan finds what
+    // interning would find, without hashing the whole table just read.
     std::string_view token_of(std::string_view word, char (&buffer)[tokens::max_digits]) {
-        const auto number = static_cast<std::uint32_t>(atoms_.intern_index(intrusive_string(word)));
+        std::int32_t found = atoms_.find_first(word);
+        if (found < 0) {
+            found = atoms_.intern_index(intrusive_string(word));
+        }
+        const auto number = static_cast<std::uint32_t>(found);
         return {buffer, tokens::encode(number, buffer)};
     }
 
