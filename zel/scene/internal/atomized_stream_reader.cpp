@@ -23,6 +23,17 @@ namespace {
 // only.
 struct declined {};
 
+constexpr std::uint32_t unset = intrusive_string::no_index;
+
+// The atom numbers of one parameter's words; unset for a word it lacks.
+struct staged_parameter {
+    std::uint32_t name = unset;
+    std::uint32_t value = unset;
+    std::uint32_t type = unset;
+    std::uint32_t unit = unset;
+    std::uint32_t tag = unset;
+};
+
 constexpr std::string_view declaration_start = "<?xml";
 constexpr std::string_view empty_scene = "<zel/>";
 constexpr std::string_view scene_open = "<zel>";
@@ -295,6 +306,10 @@ class stream_reader {
         }
     }
 
+    // A block's words are first decoded to numbers for all its parameters
+    // and only then looked up: the scene's values lie all over the atom
+    // table, and the lookups of one block, issued together, wait for memory
+    // together rather than one after another.
     void read_block() {
         const std::string_view type = name();
         block_attributes_.clear();
@@ -310,10 +325,13 @@ class stream_reader {
             }
             close_tag();
         }
-        zel_block* block = state_.block_pool.make(atom(type), atoms_);
+        zel_block* block = state_.block_pool.make(atom(number_of(type)), atoms_);
         block->reserve_parameters(parameters_.size());
-        for (const auto& [name, param] : parameters_) {
-            block->insert_parameter(name, param);
+        for (const staged_parameter& p : parameters_) {
+            intrusive_generic_param param(atom(p.value), atom(p.type));
+            param.set_unit(atom(p.unit));
+            param.set_tag(atom(p.tag));
+            block->insert_parameter(atom(p.name), param);
         }
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
@@ -321,12 +339,12 @@ class stream_reader {
                 block_name = block_name != nullptr ? block_name : &value;
                 continue;
             }
-            block->append_extra_attribute(atom(attribute), atom(value));
+            block->append_extra_attribute(atom(number_of(attribute)), atom(number_of(value)));
         }
         if (block_name == nullptr || block_name->empty()) {
             throw declined{};
         }
-        const intrusive_string name = atom(*block_name);
+        const intrusive_string name = atom(number_of(*block_name));
         if (name.empty()) {
             throw declined{};
         }
@@ -334,53 +352,51 @@ class stream_reader {
     }
 
     void read_parameter() {
-        const std::string_view name = this->name();
-        // Of each of the three words the first attribute counts.
-        std::string_view type;
-        std::string_view unit;
-        std::string_view tag;
+        staged_parameter staged;
+        staged.name = number_of(name());
+        // Of each of the three words the first attribute counts; a word that
+        // is missing leaves its part unset.
         bool has_type = false;
         bool has_unit = false;
         bool has_tag = false;
         const bool contents = attributes([&](std::string_view attribute, std::string_view value) {
             if (!has_type && attribute == type_token_) {
-                type = value;
+                staged.type = number_of(value);
                 has_type = true;
             } else if (!has_unit && attribute == unit_token_) {
-                unit = value;
+                staged.unit = number_of(value);
                 has_unit = true;
             } else if (!has_tag && attribute == tag_token_) {
-                tag = value;
+                staged.tag = number_of(value);
                 has_tag = true;
             }
         });
-        std::string_view text;
         if (contents) {
-            text = text_run();
+            const std::string_view text = text_run();
+            if (!text.empty()) {
+                staged.value = number_of(text);
+            }
             close_tag();
         }
-        intrusive_generic_param param(text.empty() ? intrusive_string() : atom(text),
-                                      has_type ? atom(type) : intrusive_string());
-        if (has_unit) {
-            param.set_unit(atom(unit));
-        }
-        if (has_tag) {
-            param.set_tag(atom(tag));
-        }
-        parameters_.emplace_back(atom(name), param);
+        parameters_.push_back(staged);
     }
 
-    // The atom that a token names; the unset handle for the number of no
-    // atom.
-    intrusive_string atom(std::string_view token) const {
+    // The atom number that a token names, checked against the table, and its
+    // handle asked for ahead of its use.
+    std::uint32_t number_of(std::string_view token) const {
         const std::uint32_t number = tokens::decode(token);
-        if (number == intrusive_string::no_index) {
-            return intrusive_string();
+        if (number == unset) {
+            return unset;
         }
         if (number >= atoms_.size()) {
             throw declined{};
         }
-        return atoms_.at(number);
+        __builtin_prefetch(&*(atoms_.begin() + number));
+        return number;
+    }
+
+    intrusive_string atom(std::uint32_t number) const {
+        return number == unset ? intrusive_string() : atoms_.at(number);
     }
 
     // As the general reader finds the token of a word.
@@ -400,7 +416,7 @@ class stream_reader {
     const char* const end_;
     std::string scratch_;
     std::vector<std::pair<std::string_view, std::string_view>> block_attributes_;
-    std::vector<std::pair<intrusive_string, intrusive_generic_param>> parameters_;
+    std::vector<staged_parameter> parameters_;
     std::vector<std::pair<intrusive_string, zel_block*>> pending_;
     char name_buffer_[tokens::max_digits] = {};
     char type_buffer_[tokens::max_digits] = {};
