@@ -109,9 +109,15 @@ class stream_reader {
         // them; reading each one to its expected end then proves that they
         // follow each other with nothing between.
         const char* const atoms_end = end_ - document_end.size();
-        const char* const atoms_begin = find_last(atoms_open, atoms_end) + atoms_open.size();
-        const char* const metadata_end = atoms_begin - atoms_open.size() - metadata_close.size();
-        if (metadata_end < p_ || !at_text(metadata_end, metadata_close)) {
+        const char* const atoms_tag = find_last(atoms_open, atoms_end);
+        const char* const atoms_begin = atoms_tag + atoms_open.size();
+        // Offsets are compared before a pointer is moved back, so that no
+        // pointer is formed before the text.
+        if (static_cast<std::size_t>(atoms_tag - p_) < metadata_close.size()) {
+            throw declined{};
+        }
+        const char* const metadata_end = atoms_tag - metadata_close.size();
+        if (!at_text(metadata_end, metadata_close)) {
             throw declined{};
         }
         const char* const metadata_tag = find_last(metadata_open, metadata_end);
@@ -123,8 +129,12 @@ class stream_reader {
                 throw declined{};
             }
         } else if (at_text(p_, scene_open)) {
+            if (static_cast<std::size_t>(metadata_tag - p_) <
+                scene_open.size() + scene_close.size()) {
+                throw declined{};
+            }
             scene_end = metadata_tag - scene_close.size();
-            if (scene_end < p_ + scene_open.size() || !at_text(scene_end, scene_close)) {
+            if (!at_text(scene_end, scene_close)) {
                 throw declined{};
             }
         } else {
