@@ -22,12 +22,14 @@ intrusive_string atom_table::intern(intrusive_string text) {
     if (text.index < atoms_.size() && atoms_[text.index].data == text.data) {
         return text;
     }
+    index_appended();
     const auto found = lookup_.find(text);
     if (found != lookup_.end()) {
         return atoms_[found->second];
     }
     const intrusive_string atom = add(text);
     lookup_.insert({atom, atom.index});
+    indexed_ = atoms_.size();
     return atom;
 }
 
@@ -39,10 +41,33 @@ std::int32_t atom_table::intern_index(intrusive_string text) {
 }
 
 void atom_table::append(const char* text, std::uint32_t size) {
-    const intrusive_string atom = add(intrusive_string(text, size));
-    // The empty text equals the table's empty key and may not be entered.
-    if (size != 0) {
-        lookup_.insert({atom, atom.index});
+    add(intrusive_string(text, size));
+}
+
+std::int32_t atom_table::find_first(std::string_view text) const noexcept {
+    if (text.empty()) {
+        return -1;
+    }
+    for (const intrusive_string& atom : atoms_) {
+        if (atom.view() == text) {
+            return static_cast<std::int32_t>(atom.index);
+        }
+    }
+    return -1;
+}
+
+void atom_table::index_appended() {
+    if (indexed_ == atoms_.size()) {
+        return;
+    }
+    lookup_.resize(lookup_.size() + (atoms_.size() - indexed_));
+    for (; indexed_ < atoms_.size(); ++indexed_) {
+        const intrusive_string atom = atoms_[indexed_];
+        // The empty text equals the table's empty key and may not be entered;
+        // insert keeps the first atom of a repeated text.
+        if (atom.size != 0) {
+            lookup_.insert({atom, atom.index});
+        }
     }
 }
 

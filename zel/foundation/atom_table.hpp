@@ -8,7 +8,9 @@
 // every handle the table hands out stays valid for the life of the table.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include <google/dense_hash_map>
@@ -34,8 +36,13 @@ class atom_table {
     std::int32_t intern_index(intrusive_string text);
     // Adds an atom under the next number even if the text is known already;
     // lookups keep finding the first atom of a text. For reading stored atom
-    // tables, whose numbers must be kept as they are.
+    // tables, whose numbers must be kept as they are. Appending hashes
+    // nothing: the lookup takes in appended atoms at the next intern.
     void append(const char* text, std::uint32_t size);
+    // The number of the first atom of this text, found by a scan in number
+    // order without building the lookup; -1 if there is none. For the few
+    // words a reader needs right after appending a whole table.
+    std::int32_t find_first(std::string_view text) const noexcept;
 
     // No bounds check: index must be below size().
     intrusive_string at(std::uint32_t index) const noexcept { return atoms_[index]; }
@@ -49,9 +56,13 @@ class atom_table {
 
   private:
     intrusive_string add(intrusive_string text);
+    void index_appended();
 
     google::dense_hash_map<intrusive_string, std::uint32_t, hash<intrusive_string>> lookup_;
     std::vector<intrusive_string> atoms_;
+    // Atoms below this number are in lookup_ (or are empty, or repeat an
+    // earlier text).
+    std::size_t indexed_ = 0;
     text_arena pool_;
 };
 

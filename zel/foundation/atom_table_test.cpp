@@ -86,6 +86,31 @@ TEST(AtomTableTest, AppendKeepsDuplicatesButLookupFindsTheFirst) {
     EXPECT_EQ(table.intern_index(intrusive_string("z")), 4);
 }
 
+TEST(AtomTableTest, AppendsBetweenInternsAreFoundAsIfIndexedAtOnce) {
+    atom_table table;
+    table.append("a", 1);
+    EXPECT_EQ(table.intern_index(intrusive_string("b")), 1);
+    // Appended after the lookup was built: taken in at the next intern.
+    table.append("b", 1);
+    table.append("c", 1);
+    table.append("c", 1);
+    table.append("", 0);
+    const struct {
+        const char* text;
+        std::int32_t first;
+    } cases[] = {{"a", 0}, {"b", 1}, {"c", 3}, {"", -1}, {"d", -1}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(table.find_first(c.text), c.first) << c.text;
+    }
+    EXPECT_EQ(table.size(), 6u);
+    EXPECT_EQ(table.intern_index(intrusive_string("c")), 3);
+    EXPECT_EQ(table.intern_index(intrusive_string("a")), 0);
+    EXPECT_EQ(table.intern_index(intrusive_string("d")), 6);
+    table.append("d", 1);
+    EXPECT_EQ(table.intern_index(intrusive_string("d")), 6);
+    EXPECT_EQ(table.find_first("d"), 6);
+}
+
 TEST(AtomTableTest, HandlesStayValidWhileTheTableGrows) {
     atom_table table;
     std::vector<intrusive_string> atoms;

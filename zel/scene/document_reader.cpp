@@ -14,9 +14,11 @@
 // formed is rapidxml's parse_error. Everything else follows the grammar
 // loosely: unknown attributes and elements are ignored, and of two blocks
 // with one name the first wins.
+//
+// The atomized form as the writer prints it is read first without a tree
+// (atomized_stream_reader.hpp); what that reader declines comes here.
 #include <rapidxml/rapidxml.hpp>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -24,7 +26,7 @@
 
 #include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
-#include "zel/foundation/value_parse.hpp"
+#include "zel/scene/internal/atomized_stream_reader.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
 #include "zel/scene/internal/scene_texts.hpp"
@@ -134,24 +136,7 @@ class document_reader {
         read_atomized_blocks(scene, state_.blocks);
     }
 
-    // The count that the writer left in "__internal_use__", if it is there
-    // and readable, but never more than the document holds: the number is
-    // text from a file, and sizes an allocation.
-    void size_table(const element& scene) {
-        unsigned int count = 0;
-        try {
-            const zel_block* internal = index_.get_metadata_block(texts::internal_use_name);
-            const zel_block::parameter_id num =
-                internal->find_parameter(texts::block_count_parameter);
-            if (num == zel_block::no_parameter ||
-                !parse_value(internal->parameter_at(num).value.value().view(), count)) {
-                return;
-            }
-        } catch (const std::exception&) {
-            return;
-        }
-        index_.reserve_blocks(std::min<std::size_t>(count, count_children(scene)));
-    }
+    void size_table(const element& scene) { size_block_table(index_, count_children(scene)); }
 
     // Plain blocks intern as they go: the type, then per parameter its name,
     // text, type, unit and tag, then the attributes value first, then the
@@ -269,9 +254,14 @@ class document_reader {
     }
 
     // The token of a word's atom; a word that the table lacks is added, and
-    // its new token matches nothing in the document.
+    // its new token matches nothing in the document. The scan finds what
+    // interning would find, without hashing the whole table just read.
     std::string_view token_of(std::string_view word, char (&buffer)[tokens::max_digits]) {
-        const auto number = static_cast<std::uint32_t>(atoms_.intern_index(intrusive_string(word)));
+        std::int32_t found = atoms_.find_first(word);
+        if (found < 0) {
+            found = atoms_.intern_index(intrusive_string(word));
+        }
+        const auto number = static_cast<std::uint32_t>(found);
         return {buffer, tokens::encode(number, buffer)};
     }
 
@@ -291,6 +281,14 @@ class document_reader {
 }  // namespace
 
 void read_document(zel_file_index& index, char* text) {
+    if (read_atomized_stream(index, text)) {
+        return;
+    }
+    file_index_access::clear(index);
+    read_document_tree(index, text);
+}
+
+void read_document_tree(zel_file_index& index, char* text) {
     document_reader(index).read(text);
 }
 

@@ -4,6 +4,7 @@
 // 64 is ".0", 4096 is "..0".
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -24,10 +25,27 @@ inline std::size_t encode(std::uint32_t number, char (&out)[max_digits]) noexcep
     return length;
 }
 
+// The value of each character as a digit; 0xFF outside the alphabet.
+inline constexpr std::array<std::uint8_t, 256> digit_values = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(0xFF);
+    for (std::size_t i = 0; i < alphabet.size(); ++i) {
+        values[static_cast<unsigned char>(alphabet[i])] = static_cast<std::uint8_t>(i);
+    }
+    return values;
+}();
+
 // The number of a token, read from its last character to its first. A
 // character outside the alphabet counts as the digit 0xFF, ORed in as it
 // stands, so a damaged token gives some number, never a failure; callers
-// check the number against their table. The empty token is 0.
-std::uint32_t decode(std::string_view token) noexcept;
+// check the number against their table. The empty token is 0. Inline, since
+// a reader decodes several tokens per parameter.
+inline std::uint32_t decode(std::string_view token) noexcept {
+    std::uint32_t number = 0;
+    for (std::size_t i = token.size(); i-- > 0;) {
+        number = digit_values[static_cast<unsigned char>(token[i])] | (number << 6);
+    }
+    return number;
+}
 
 }  // namespace vorn::zel::tokens

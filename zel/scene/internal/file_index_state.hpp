@@ -44,10 +44,20 @@ class file_index_access {
   public:
     static zel_file_index::state& of(zel_file_index& index) { return *index.state_; }
     static const zel_file_index::state& of(const zel_file_index& index) { return *index.state_; }
+    // Empties the index again: a fresh record that keeps the package.
+    static void clear(zel_file_index& index) {
+        auto fresh = std::make_unique<zel_file_index::state>();
+        fresh->reader = index.state_->reader;
+        fresh->appender = index.state_->appender;
+        index.state_ = std::move(fresh);
+    }
 };
 
 // Reads the NUL-terminated document at text into the empty index. The text is
 // changed as it is read.
 void read_document(zel_file_index& index, char* text);
+// The same through the general parser alone, for what the streaming reader of
+// the atomized form declines, and for comparing the two.
+void read_document_tree(zel_file_index& index, char* text);
 
 }  // namespace vorn::zel

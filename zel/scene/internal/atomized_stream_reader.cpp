@@ -1,0 +1,467 @@
+#include "zel/scene/internal/atomized_stream_reader.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zel/foundation/value_parse.hpp"
+#include "zel/scene/internal/document_tokens.hpp"
+#include "zel/scene/internal/file_index_state.hpp"
+#include "zel/scene/internal/scene_texts.hpp"
+
+namespace vorn::zel {
+
+namespace {
+
+// Where the text leaves the written shape; caught in read_atomized_stream
+// only.
+struct declined {};
+
+constexpr std::uint32_t unset = intrusive_string::no_index;
+
+// The atom numbers of one parameter's words; unset for a word it lacks.
+struct staged_parameter {
+    std::uint32_t name = unset;
+    std::uint32_t value = unset;
+    std::uint32_t type = unset;
+    std::uint32_t unit = unset;
+    std::uint32_t tag = unset;
+};
+
+constexpr std::string_view declaration_start = "<?xml";
+constexpr std::string_view empty_scene = "<zel/>";
+constexpr std::string_view scene_open = "<zel>";
+constexpr std::string_view scene_close = "</zel>";
+constexpr std::string_view metadata_open = "<metazel>";
+constexpr std::string_view metadata_close = "</metazel>";
+constexpr std::string_view atoms_open = "<atom_table>";
+constexpr std::string_view document_end = "</atom_table></zelfile>";
+
+enum char_class : std::uint8_t {
+    other = 0,
+    name_char = 1,   // the token alphabet: also a name character to the parser
+    space_char = 2,  // the parser's white space
+    text_stop = 4,   // ends a run of text: "<", "&" and the NUL
+    value_stop = 8,  // ends an attribute value here: the quote, "<", "&", NUL
+};
+
+constexpr std::array<std::uint8_t, 256> make_classes() {
+    std::array<std::uint8_t, 256> classes{};
+    for (const char c : tokens::alphabet) {
+        classes[static_cast<unsigned char>(c)] |= name_char;
+    }
+    for (const char c : {' ', '\t', '\n', '\r'}) {
+        classes[static_cast<unsigned char>(c)] |= space_char;
+    }
+    for (const char c : {'<', '&', '\0'}) {
+        classes[static_cast<unsigned char>(c)] |= text_stop | value_stop;
+    }
+    classes[static_cast<unsigned char>('"')] |= value_stop;
+    return classes;
+}
+
+constexpr std::array<std::uint8_t, 256> classes = make_classes();
+
+bool has(char c, char_class cls) {
+    return (classes[static_cast<unsigned char>(c)] & cls) != 0;
+}
+
+bool only_space(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return has(c, space_char); });
+}
+
+// The five references that the writer prints, each with its character.
+constexpr std::array<std::pair<std::string_view, char>, 5> references{{
+    {"&amp;", '&'},
+    {"&lt;", '<'},
+    {"&gt;", '>'},
+    {"&quot;", '"'},
+    {"&apos;", '\''},
+}};
+
+class stream_reader {
+  public:
+    stream_reader(zel_file_index& index, const char* text)
+        : index_(index),
+          state_(file_index_access::of(index)),
+          atoms_(state_.atoms),
+          p_(text),
+          end_(text + std::strlen(text)) {}
+
+    void read() {
+        skip_declaration();
+        expect('<');
+        if (name() != texts::root_element ||
+            !attributes([](std::string_view, std::string_view) {})) {
+            throw declined{};
+        }
+        const std::string_view rest(p_, static_cast<std::size_t>(end_ - p_));
+        if (!rest.ends_with(document_end)) {
+            throw declined{};
+        }
+        // The three tables are found from the end, where the writer puts
+        // them; reading each one to its expected end then proves that they
+        // follow each other with nothing between.
+        const char* const atoms_end = end_ - document_end.size();
+        const char* const atoms_tag = find_last(atoms_open, atoms_end);
+        const char* const atoms_begin = atoms_tag + atoms_open.size();
+        // Offsets are compared before a pointer is moved back, so that no
+        // pointer is formed before the text.
+        if (static_cast<std::size_t>(atoms_tag - p_) < metadata_close.size()) {
+            throw declined{};
+        }
+        const char* const metadata_end = atoms_tag - metadata_close.size();
+        if (!at_text(metadata_end, metadata_close)) {
+            throw declined{};
+        }
+        const char* const metadata_tag = find_last(metadata_open, metadata_end);
+        const char* const metadata_begin = metadata_tag + metadata_open.size();
+
+        const char* scene_end = nullptr;
+        if (at_text(p_, empty_scene)) {
+            if (p_ + empty_scene.size() != metadata_tag) {
+                throw declined{};
+            }
+        } else if (at_text(p_, scene_open)) {
+            if (static_cast<std::size_t>(metadata_tag - p_) <
+                scene_open.size() + scene_close.size()) {
+                throw declined{};
+            }
+            scene_end = metadata_tag - scene_close.size();
+            if (!at_text(scene_end, scene_close)) {
+                throw declined{};
+            }
+        } else {
+            throw declined{};
+        }
+        const char* const scene_begin = p_;
+
+        p_ = atoms_begin;
+        read_atoms(atoms_end);
+        name_token_ = token_of(texts::name_attribute, name_buffer_);
+        type_token_ = token_of(texts::type_attribute, type_buffer_);
+        unit_token_ = token_of(texts::unit_attribute, unit_buffer_);
+        tag_token_ = token_of(texts::tag_attribute, tag_buffer_);
+
+        p_ = metadata_begin;
+        read_blocks(metadata_end);
+        for (const auto& [name, block] : pending_) {
+            state_.enter(state_.metadata_blocks, name, block);
+        }
+        pending_.clear();
+
+        if (scene_end != nullptr) {
+            p_ = scene_begin + scene_open.size();
+            read_blocks(scene_end);
+        }
+        size_block_table(index_, pending_.size());
+        for (const auto& [name, block] : pending_) {
+            state_.enter(state_.blocks, name, block);
+        }
+    }
+
+  private:
+    // The parser skips a declaration up to the first "?>".
+    void skip_declaration() {
+        if (!at_text(p_, declaration_start) || !has(p_[declaration_start.size()], space_char)) {
+            return;
+        }
+        const char* close = std::strstr(p_, "?>");
+        if (close == nullptr) {
+            throw declined{};
+        }
+        p_ = close + 2;
+    }
+
+    // The start of the last occurrence of text between p_ and end.
+    const char* find_last(std::string_view text, const char* end) const {
+        if (end < p_) {
+            throw declined{};
+        }
+        const std::string_view within(p_, static_cast<std::size_t>(end - p_));
+        const std::size_t at = within.rfind(text);
+        if (at == std::string_view::npos) {
+            throw declined{};
+        }
+        return p_ + at;
+    }
+
+    bool at_text(const char* at, std::string_view text) const {
+        return static_cast<std::size_t>(end_ - at) >= text.size() &&
+               std::memcmp(at, text.data(), text.size()) == 0;
+    }
+
+    // The text ends in a NUL at end_, which matches no expected character,
+    // so a read never passes it.
+    void expect(char c) {
+        if (*p_ != c) {
+            throw declined{};
+        }
+        ++p_;
+    }
+
+    std::string_view name() {
+        const char* const begin = p_;
+        while (has(*p_, name_char)) {
+            ++p_;
+        }
+        if (p_ == begin) {
+            throw declined{};
+        }
+        return {begin, static_cast<std::size_t>(p_ - begin)};
+    }
+
+    // Reads the attributes after an element's name, each preceded by one
+    // space and quoted in double quotes, and the end of the tag; true if the
+    // element has contents, false for "/>".
+    template <typename Each>
+    bool attributes(Each&& each) {
+        while (*p_ == ' ') {
+            ++p_;
+            const std::string_view attribute = name();
+            expect('=');
+            expect('"');
+            const char* const begin = p_;
+            while (!has(*p_, value_stop)) {
+                ++p_;
+            }
+            const std::string_view value(begin, static_cast<std::size_t>(p_ - begin));
+            expect('"');
+            each(attribute, value);
+        }
+        if (*p_ == '>') {
+            ++p_;
+            return true;
+        }
+        expect('/');
+        expect('>');
+        return false;
+    }
+
+    void close_tag() {
+        expect('<');
+        expect('/');
+        name();
+        expect('>');
+    }
+
+    // The run of text up to the next "<"; a run of nothing but white space is
+    // no text, as the parser drops it.
+    std::string_view text_run() {
+        const char* const begin = p_;
+        while (!has(*p_, text_stop)) {
+            ++p_;
+        }
+        const std::string_view text(begin, static_cast<std::size_t>(p_ - begin));
+        return only_space(text) && *p_ == '<' ? std::string_view() : text;
+    }
+
+    // An atom's text with its references translated into scratch_.
+    std::string_view atom_text() {
+        std::string_view text = text_run();
+        if (*p_ != '&') {
+            return text;
+        }
+        scratch_.assign(text);
+        while (*p_ == '&') {
+            const auto* found =
+                std::find_if(references.begin(), references.end(),
+                             [this](const auto& r) { return at_text(p_, r.first); });
+            if (found == references.end()) {
+                throw declined{};
+            }
+            scratch_.push_back(found->second);
+            p_ += found->first.size();
+            const char* const begin = p_;
+            while (!has(*p_, text_stop)) {
+                ++p_;
+            }
+            scratch_.append(begin, static_cast<std::size_t>(p_ - begin));
+        }
+        return scratch_;
+    }
+
+    void read_atoms(const char* end) {
+        while (p_ < end) {
+            expect('<');
+            name();
+            if (!attributes([](std::string_view, std::string_view) {})) {
+                atoms_.append(p_, 0);
+                continue;
+            }
+            const std::string_view text = atom_text();
+            close_tag();
+            atoms_.append(text.data(), static_cast<std::uint32_t>(text.size()));
+        }
+        if (p_ != end) {
+            throw declined{};
+        }
+    }
+
+    // Reads the blocks up to the closing tag of their parent, which must be at
+    // end, into pending_.
+    void read_blocks(const char* end) {
+        while (p_[0] == '<' && p_[1] != '/') {
+            ++p_;
+            read_block();
+        }
+        if (p_ != end) {
+            throw declined{};
+        }
+    }
+
+    // A block's words are first decoded to numbers for all its parameters
+    // and only then looked up: the scene's values lie all over the atom
+    // table, and the lookups of one block, issued together, wait for memory
+    // together rather than one after another.
+    void read_block() {
+        const std::string_view type = name();
+        block_attributes_.clear();
+        const bool contents =
+            attributes([this](std::string_view attribute, std::string_view value) {
+                block_attributes_.emplace_back(attribute, value);
+            });
+        parameters_.clear();
+        if (contents) {
+            while (p_[0] == '<' && p_[1] != '/') {
+                ++p_;
+                read_parameter();
+            }
+            close_tag();
+        }
+        zel_block* block = state_.block_pool.make(atom(number_of(type)), atoms_);
+        block->reserve_parameters(parameters_.size());
+        for (const staged_parameter& p : parameters_) {
+            intrusive_generic_param param(atom(p.value), atom(p.type));
+            param.set_unit(atom(p.unit));
+            param.set_tag(atom(p.tag));
+            block->insert_parameter(atom(p.name), param);
+        }
+        const std::string_view* block_name = nullptr;
+        for (const auto& [attribute, value] : block_attributes_) {
+            if (attribute == name_token_) {
+                block_name = block_name != nullptr ? block_name : &value;
+                continue;
+            }
+            block->append_extra_attribute(atom(number_of(attribute)), atom(number_of(value)));
+        }
+        if (block_name == nullptr || block_name->empty()) {
+            throw declined{};
+        }
+        const intrusive_string name = atom(number_of(*block_name));
+        if (name.empty()) {
+            throw declined{};
+        }
+        pending_.emplace_back(name, block);
+    }
+
+    void read_parameter() {
+        staged_parameter staged;
+        staged.name = number_of(name());
+        // Of each of the three words the first attribute counts; a word that
+        // is missing leaves its part unset.
+        bool has_type = false;
+        bool has_unit = false;
+        bool has_tag = false;
+        const bool contents = attributes([&](std::string_view attribute, std::string_view value) {
+            if (!has_type && attribute == type_token_) {
+                staged.type = number_of(value);
+                has_type = true;
+            } else if (!has_unit && attribute == unit_token_) {
+                staged.unit = number_of(value);
+                has_unit = true;
+            } else if (!has_tag && attribute == tag_token_) {
+                staged.tag = number_of(value);
+                has_tag = true;
+            }
+        });
+        if (contents) {
+            const std::string_view text = text_run();
+            if (!text.empty()) {
+                staged.value = number_of(text);
+            }
+            close_tag();
+        }
+        parameters_.push_back(staged);
+    }
+
+    // The atom number that a token names, checked against the table, and its
+    // handle asked for ahead of its use.
+    std::uint32_t number_of(std::string_view token) const {
+        const std::uint32_t number = tokens::decode(token);
+        if (number == unset) {
+            return unset;
+        }
+        if (number >= atoms_.size()) {
+            throw declined{};
+        }
+        __builtin_prefetch(&*(atoms_.begin() + number));
+        return number;
+    }
+
+    intrusive_string atom(std::uint32_t number) const {
+        return number == unset ? intrusive_string() : atoms_.at(number);
+    }
+
+    // As the general reader finds the token of a word.
+    std::string_view token_of(std::string_view word, char (&buffer)[tokens::max_digits]) {
+        std::int32_t found = atoms_.find_first(word);
+        if (found < 0) {
+            found = atoms_.intern_index(intrusive_string(word));
+        }
+        const auto number = static_cast<std::uint32_t>(found);
+        return {buffer, tokens::encode(number, buffer)};
+    }
+
+    zel_file_index& index_;
+    zel_file_index::state& state_;
+    atom_table& atoms_;
+    const char* p_;
+    const char* const end_;
+    std::string scratch_;
+    std::vector<std::pair<std::string_view, std::string_view>> block_attributes_;
+    std::vector<staged_parameter> parameters_;
+    std::vector<std::pair<intrusive_string, zel_block*>> pending_;
+    char name_buffer_[tokens::max_digits] = {};
+    char type_buffer_[tokens::max_digits] = {};
+    char unit_buffer_[tokens::max_digits] = {};
+    char tag_buffer_[tokens::max_digits] = {};
+    std::string_view name_token_;
+    std::string_view type_token_;
+    std::string_view unit_token_;
+    std::string_view tag_token_;
+};
+
+}  // namespace
+
+bool read_atomized_stream(zel_file_index& index, const char* text) {
+    try {
+        stream_reader(index, text).read();
+        return true;
+    } catch (const declined&) {
+        return false;
+    }
+}
+
+void size_block_table(zel_file_index& index, std::size_t children) {
+    unsigned int count = 0;
+    try {
+        const zel_block* internal = index.get_metadata_block(texts::internal_use_name);
+        const zel_block::parameter_id num = internal->find_parameter(texts::block_count_parameter);
+        if (num == zel_block::no_parameter ||
+            !parse_value(internal->parameter_at(num).value.value().view(), count)) {
+            return;
+        }
+    } catch (const std::exception&) {
+        return;
+    }
+    index.reserve_blocks(std::min<std::size_t>(count, children));
+}
+
+}  // namespace vorn::zel
