@@ -36,12 +36,21 @@ const code_table& fixed_table() {
     return table;
 }
 
+// Bits a record can take: a match at most 15 + 5 + 15 + 13, a literal (or
+// the end of the block) at most 15.
+constexpr std::uint32_t max_match_bits = 48;
+constexpr std::uint32_t max_literal_bits = 15;
+// The most bits the local buffer may hold. A store shifts out the whole bytes
+// it holds, so a full 64 would be a shift by 64, which is undefined: x86
+// leaves the word as it was, and its bits were written again over the next
+// record's.
+constexpr std::uint32_t buffer_bits = 63;
+
 // The bit buffer lives in locals here, where nearly all bits of a block are
-// written. Bits are gathered until the next record might not fit in 64 and
-// then stored as one word: a match takes at most 48 bits (15 + 5 + 15 + 13)
-// and a literal 15, so one store serves a match or up to three literals.
-// Whole bytes past the end mark count as an overflow, as in bit_writer; the
-// word stored may reach into the margin behind the mark.
+// written. Bits are gathered until the next record might not fit in
+// buffer_bits and then stored as one word, so one store serves a match or up
+// to three literals. Whole bytes past the end mark count as an overflow, as
+// in bit_writer; the word stored may reach into the margin behind the mark.
 bool write_records(bit_writer& out, const lz_block& block, const code_table& t) {
     const bit_writer::mark start = out.save();
     std::uint8_t* next = start.next;
@@ -68,7 +77,7 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             flags = *p++ | 0x100u;
         }
         if (flags & 1) {
-            if (pending > 64 - 48 && !store()) {
+            if (pending > buffer_bits - max_match_bits && !store()) {
                 return overflow();
             }
             const std::uint32_t length = p[0];
@@ -85,7 +94,7 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             buffer |= std::uint64_t{distance & ((1u << d.extra_bits) - 1)} << pending;
             pending += d.extra_bits;
         } else {
-            if (pending > 64 - 15 && !store()) {
+            if (pending > buffer_bits - max_literal_bits && !store()) {
                 return overflow();
             }
             const std::uint8_t literal = *p++;
@@ -93,7 +102,7 @@ bool write_records(bit_writer& out, const lz_block& block, const code_table& t) 
             pending += t.literal_lengths[literal];
         }
     }
-    if (pending > 64 - 15 && !store()) {
+    if (pending > buffer_bits - max_literal_bits && !store()) {
         return overflow();
     }
     buffer |= std::uint64_t{t.literal_codes[end_of_block]} << pending;

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string>
 #include <vector>
 
 #include "zel/archive/internal/deflate/huffman_code.hpp"
+#include "zel/foundation/hash.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn::deflate {
@@ -80,6 +82,27 @@ TEST(DeflateEncoderTest, ShortInputGivesTheSameStreamWholeOrInPieces) {
         EXPECT_EQ(deflated_in_pieces(input, split{1, 4096}), whole);
         EXPECT_EQ(testing::inflated(whole), input);
     }
+}
+
+// Bytes whose high four bits are geometric (half of them 0, a quarter 1, and
+// so on up to 15) and whose low four bits are uniform: one block whose rare
+// bytes take 15-bit codes, and twice a record that would fill the record
+// coder's bit buffer to its last bit. The stream is the one the encoder has
+// always made for them, known by its size and hash.
+TEST(DeflateEncoderTest, RecordsThatFillTheBitBufferGiveTheKnownStream) {
+    std::string input;
+    std::uint32_t s = 72;
+    for (int i = 0; i < 22000; ++i) {
+        s ^= s << 13;
+        s ^= s >> 17;
+        s ^= s << 5;
+        const int high = std::min(15, std::countr_zero(s | 0x80000000u));
+        input.push_back(static_cast<char>((high << 4) | (s >> 28)));
+    }
+    const std::string stream = testing::deflated(input);
+    EXPECT_EQ(stream.size(), 16986u);
+    EXPECT_EQ(hash_bytes(stream.data(), stream.size()), 1976212000970950372u);
+    EXPECT_EQ(testing::inflated(stream), input);
 }
 
 TEST(DeflateEncoderTest, CallsAfterFinishingMustFinish) {
