@@ -116,8 +116,12 @@ namespace Tessaly.Corvane.DB.ZEL.Tests
             }
             // Nothing of the refused calls reached the package.
             Ran scene = scratch.Zel("scene", package);
-            Expect.True(scene.Status == 0 && scene.Output.Contains("plate") &&
-                        !scene.Output.Contains("name=\"p\""), "refused calls left nothing: " + scene.Output);
+            Expect.True(scene.Status == 0 && scene.Output.Contains("name=\"plate\"") &&
+                        !scene.Output.Contains("<p ") && !scene.Output.Contains("<a "),
+                        "refused calls left no parameter: " + scene.Output);
+            Ran listed = scratch.Zel("ls", package);
+            Expect.True(listed.Output.Contains("\n1 entries,") || listed.Output.Contains("\n1 entry,"),
+                        "refused calls left no binary: " + listed.Output);
         }
     }
 }
