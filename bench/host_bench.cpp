@@ -39,10 +39,9 @@ timing write_through_facade(const std::filesystem::path& package, int blocks) {
         names[p] = host("param" + std::to_string(p));
     }
     String message;
-    std::unique_ptr<ZELFile> file = ZELFile::Create(String(package.u16string()),
-                                                    String(package.parent_path().u16string() +
-                                                           u"/no-libraries"),
-                                                    message);
+    std::unique_ptr<ZELFile> file =
+        ZELFile::Create(String(package.u16string()),
+                        String(package.parent_path().u16string() + u"/no-libraries"), message);
     const clock::time_point start = clock::now();
     for (int i = 0; i < blocks; ++i) {
         ZELBlock block = file->AddBlock(u"mesh", host("block" + std::to_string(i)));
@@ -103,8 +102,7 @@ int main(int argc, char** argv) {
     try {
         std::printf("%d blocks x %d parameters (4 int, 3 float, 3 string), no validation\n\n",
                     blocks, parameters_per_block);
-        std::printf("%-22s %9s %9s %13s %9s\n", "host", "add s", "close s", "params/s",
-                    "ns/call");
+        std::printf("%-22s %9s %9s %13s %9s\n", "host", "add s", "close s", "params/s", "ns/call");
         const timing native = write_through_facade(scratch / "facade.zel", blocks);
         print_row("C++ ZELFile", native, blocks);
         timing managed;
@@ -114,9 +112,10 @@ int main(int argc, char** argv) {
             const double calls = static_cast<double>(blocks) * (parameters_per_block + 1);
             std::printf("\nmanaged speed: %.2f of the C++ facade's\n",
                         native.add_seconds / managed.add_seconds);
-            std::printf("crossing into native code: %.1f ns for an empty call, %.1f ns per "
-                        "facade call over C++ (handle, text, status)\n",
-                        empty_call_ns, (managed.add_seconds - native.add_seconds) * 1e9 / calls);
+            std::printf(
+                "crossing into native code: %.1f ns for an empty call, %.1f ns per "
+                "facade call over C++ (handle, text, status)\n",
+                empty_call_ns, (managed.add_seconds - native.add_seconds) * 1e9 / calls);
         } else {
             std::printf("C# ZELFile (mono)      not run: mono or the assembly is missing\n");
         }
