@@ -14,9 +14,9 @@ namespace {
 
 using namespace vorn::zel_tool;
 
-const command* const commands[] = {&ls_command,    &cat_command,      &verify_command,
-                                   &pack_command,  &scene_command,    &contents_command,
-                                   &check_command, &resolve_command,  &graph_command};
+const command* const commands[] = {&ls_command,    &cat_command,     &verify_command,
+                                   &pack_command,  &scene_command,   &contents_command,
+                                   &check_command, &resolve_command, &graph_command};
 
 const command* find_command(std::string_view name) {
     for (const command* c : commands) {

@@ -15,8 +15,8 @@
 #include "zel/archive/internal/gate_shared_mutex.hpp"
 #include "zel/archive/internal/object_pool.hpp"
 #include "zel/archive/internal/spin_mutex.hpp"
-#include "zel/archive/zel_archive_entry.hpp"
 #include "zel/archive/mutex_traits.hpp"
+#include "zel/archive/zel_archive_entry.hpp"
 #include "zel/foundation/hash.hpp"
 
 namespace vorn::zela {
