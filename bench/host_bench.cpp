@@ -66,7 +66,8 @@ timing write_through_facade(const std::filesystem::path& package, int blocks) {
 bool write_through_assembly(const std::filesystem::path& package, int blocks, timing& result,
                             double& empty_call_ns) {
 #ifdef ZEL_MANAGED_BENCH
-    const std::string command = "MONO_PATH=" ZEL_MANAGED_ASSEMBLY_DIR " " ZEL_MONO
+    const std::string command = "MONO_PATH=" ZEL_MANAGED_ASSEMBLY_DIR
+                                " LD_LIBRARY_PATH=" ZEL_HOST_LIBRARY_DIR " " ZEL_MONO
                                 " " ZEL_MANAGED_BENCH " '" +
                                 package.string() + "' " + std::to_string(blocks);
     FILE* pipe = popen(command.c_str(), "r");

@@ -14,6 +14,7 @@ using Tessaly.Corvane.DB.ZEL;
 internal static class ManagedHostBench
 {
     // The cheapest call of the C interface: no argument, no handle, no text.
+    // Found on LD_LIBRARY_PATH, which host_bench sets.
     [DllImport("zel_host")]
     private static extern int zel_host_last_error_status();
 

@@ -8,12 +8,18 @@ namespace Tessaly.Corvane.DB.ZEL
 {
     internal static class Ensure
     {
+        // Small enough to be inlined into every call; the raising is apart.
         internal static void Success(int status)
         {
             if (status != NativeMethods.Ok)
             {
-                throw Failure(status);
+                Raise(status);
             }
+        }
+
+        private static void Raise(int status)
+        {
+            throw Failure(status);
         }
 
         private static Exception Failure(int status)

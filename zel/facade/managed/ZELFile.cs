@@ -57,9 +57,11 @@ namespace Tessaly.Corvane.DB.ZEL
 
         public ZELBlock AddBlock(string typeTag, string blockName)
         {
-            BlockHandle block;
+            var block = new BlockHandle();
+            IntPtr added;
             Ensure.Success(NativeMethods.zel_host_file_add_block(m_handle, typeTag, blockName,
-                                                                 out block));
+                                                                 out added));
+            block.Adopt(added);
             GC.KeepAlive(this);
             return new ZELBlock(block, this);
         }
