@@ -8,7 +8,7 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev libpugixml-dev python3
+            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
@@ -59,6 +59,9 @@ run: build
 	$(ZEL) check $(DEMO)/scene.zel $(LIBRARIES)
 	@echo; echo "== zel verify: header, table of contents and every entry's hash"
 	$(ZEL) verify $(DEMO)/scene.zel
+	@echo; echo "== The same road from C#: the export page of an add-in (examples/managed/PageAddIn.cs)"
+	MONO_PATH=$(abspath $(BUILD))/zel/facade/managed mono $(abspath $(BUILD))/examples/PageAddIn.exe $(DEMO)/page.zel $(DEMO)/content
+	$(ZEL) check $(DEMO)/page.zel $(LIBRARIES)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench

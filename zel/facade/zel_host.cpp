@@ -59,6 +59,12 @@ const char* native_type_name(const std::exception& e) {
     if (dynamic_cast<const vorn::zela::zel_archive_exception*>(&e) != nullptr) {
         return "vorn::zela::zel_archive_exception";
     }
+    if (dynamic_cast<const vorn::system::mmap::mmap_error*>(&e) != nullptr) {
+        return "vorn::system::mmap::mmap_error";
+    }
+    if (dynamic_cast<const vorn::zlib_runtime_exception*>(&e) != nullptr) {
+        return "vorn::zlib_runtime_exception";
+    }
     if (dynamic_cast<const vorn::vorn_exception*>(&e) != nullptr) {
         return "vorn::vorn_exception";
     }
@@ -146,6 +152,10 @@ System::BoxedIntPtr box(const void* data) {
     return data == nullptr ? System::BoxedIntPtr() : System::BoxedIntPtr(data);
 }
 
+System::BoxedIntPtr box(int present, const void* data) {
+    return present == 0 ? System::BoxedIntPtr() : System::BoxedIntPtr(data);
+}
+
 }  // namespace
 
 extern "C" {
@@ -196,6 +206,15 @@ int zel_host_file_add_binary_data(zel_host_file* file, const zel_host_char* hint
         ZELFile& open = open_file(file);
         check_handle(name, u"name");
         *name = returned(open.AddBinaryData(host(hint), box(data), size));
+    });
+}
+
+int zel_host_file_add_binary_boxed(zel_host_file* file, const zel_host_char* hint, int present,
+                                   const void* data, int32_t size, const zel_host_char** name) {
+    return guarded([&] {
+        ZELFile& open = open_file(file);
+        check_handle(name, u"name");
+        *name = returned(open.AddBinaryData(host(hint), box(present, data), size));
     });
 }
 
@@ -283,6 +302,15 @@ int zel_host_block_add_binary_data(zel_host_block* block, const zel_host_char* p
     return guarded([&] {
         open_block(block).AddBinaryLinkWithData(host(param_name), host(bin_name_hint), box(data),
                                                 size);
+    });
+}
+
+int zel_host_block_add_binary_boxed(zel_host_block* block, const zel_host_char* param_name,
+                                    const zel_host_char* bin_name_hint, int present,
+                                    const void* data, int32_t size) {
+    return guarded([&] {
+        open_block(block).AddBinaryLinkWithData(host(param_name), host(bin_name_hint),
+                                                box(present, data), size);
     });
 }
 

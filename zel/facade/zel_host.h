@@ -28,7 +28,9 @@
  *     "System.ObjectDisposedException"; for ZEL_HOST_NATIVE_EXCEPTION the
  *     native class, as "vorn::zel::zel_validation_exception",
  *     "vorn::zel::zel_exception", "vorn::zela::zel_archive_exception",
- *     "std::invalid_argument" or, for any other, "std::exception";
+ *     "vorn::system::mmap::mmap_error", "vorn::zlib_runtime_exception",
+ *     "vorn::vorn_exception", "std::invalid_argument", "std::bad_alloc" or,
+ *     for any other, "std::exception";
  *   - its text: for a host exception, the one string to give that type's
  *     one-string constructor (which for ArgumentNullException and
  *     ArgumentOutOfRangeException is the parameter name, as the objects use
@@ -83,6 +85,12 @@ ZEL_HOST_API int zel_host_file_add_binary_file(zel_host_file* file, const zel_ho
 ZEL_HOST_API int zel_host_file_add_binary_data(zel_host_file* file, const zel_host_char* hint,
                                                const void* data, int32_t size,
                                                const zel_host_char** name);
+/* The same with the box spelt out, for hosts whose box can hold a null
+ * pointer: present 0 is the absent box; present 1 with a null data pointer is
+ * a box that holds one, which passes the check. Arrays go this way too. */
+ZEL_HOST_API int zel_host_file_add_binary_boxed(zel_host_file* file, const zel_host_char* hint,
+                                                int present, const void* data, int32_t size,
+                                                const zel_host_char** name);
 /* ZELFile.CloseFile (and Dispose): completes the package; any number of times. */
 ZEL_HOST_API int zel_host_file_close(zel_host_file* file);
 /* Finalisation: closes the package if nobody did, then frees the handle. */
@@ -121,6 +129,11 @@ ZEL_HOST_API int zel_host_block_add_binary_data(zel_host_block* block,
                                                 const zel_host_char* param_name,
                                                 const zel_host_char* bin_name_hint,
                                                 const void* data, int32_t size);
+/* The same with the box spelt out, as zel_host_file_add_binary_boxed. */
+ZEL_HOST_API int zel_host_block_add_binary_boxed(zel_host_block* block,
+                                                 const zel_host_char* param_name,
+                                                 const zel_host_char* bin_name_hint, int present,
+                                                 const void* data, int32_t size);
 ZEL_HOST_API int zel_host_block_add_extra_attribute(zel_host_block* block,
                                                     const zel_host_char* attr_name,
                                                     const zel_host_char* attr_value);

@@ -30,6 +30,7 @@ class Host:
             "zel_host_file_block_exists": [p, s, ctypes.POINTER(ctypes.c_int)],
             "zel_host_file_add_binary_file": [p, s, s, out],
             "zel_host_file_add_binary_data": [p, s, p, i32, out],
+            "zel_host_file_add_binary_boxed": [p, s, ctypes.c_int, p, i32, out],
             "zel_host_file_close": [p],
             "zel_host_file_free": [p],
             "zel_host_block_add_int": [p, s, i32],
@@ -41,6 +42,7 @@ class Host:
             "zel_host_block_add_binary_link": [p, s, s, s],
             "zel_host_block_add_binary_file": [p, s, s, s],
             "zel_host_block_add_binary_data": [p, s, s, p, i32],
+            "zel_host_block_add_binary_boxed": [p, s, s, ctypes.c_int, p, i32],
             "zel_host_block_add_extra_attribute": [p, s, s],
             "zel_host_block_free": [p],
             "zel_host_last_error_status": [],
@@ -219,6 +221,23 @@ class ZelHostTest(unittest.TestCase):
                             "size should be above zero.",
                             "zel_host_file_add_binary_data", file, "h", data, 0,
                             ctypes.byref(ctypes.c_void_p()))
+        # The box spelt out: absent fails its check; a null pointer in it
+        # passes the check, and the size is checked next.
+        for present, name, text in ((0, "System.ArgumentNullException", "data is empty."),
+                                    (1, "System.ArgumentException",
+                                     "size should be above zero.")):
+            self.expect_failure(HOST_EXCEPTION, name, text, "zel_host_block_add_binary_boxed",
+                                plate, "p", "h", present, None, 0)
+        for present, name, text in ((0, "System.ArgumentNullException", "data is null."),
+                                    (1, "System.ArgumentException",
+                                     "size should be above zero.")):
+            self.expect_failure(HOST_EXCEPTION, name, text, "zel_host_file_add_binary_boxed",
+                                file, "h", present, None, 0, ctypes.byref(ctypes.c_void_p()))
+        name = ctypes.c_void_p()
+        boxed = ctypes.create_string_buffer(b"boxed", 5)
+        host.check("zel_host_file_add_binary_boxed", file, "boxed.bin", 1, boxed, 5,
+                   ctypes.byref(name))
+        self.assertEqual(host.read(name), "boxed.bin")
         self.expect_failure(HOST_EXCEPTION, "System.InvalidOperationException",
                             "Add binary data failed.", "zel_host_file_add_binary_file", file,
                             "gone.bin", os.path.join(self.dir, "gone.bin"),
