@@ -126,10 +126,10 @@ class document_reader {
         for (const element* a = table.first_node(); a != nullptr; a = a->next_sibling()) {
             atoms_.append(a->value(), static_cast<std::uint32_t>(a->value_size()));
         }
-        name_token_ = token_of(texts::name_attribute, name_buffer_);
-        type_token_ = token_of(texts::type_attribute, type_buffer_);
-        unit_token_ = token_of(texts::unit_attribute, unit_buffer_);
-        tag_token_ = token_of(texts::tag_attribute, tag_buffer_);
+        name_token_ = tokens::token_of_word(atoms_, texts::name_attribute, name_buffer_);
+        type_token_ = tokens::token_of_word(atoms_, texts::type_attribute, type_buffer_);
+        unit_token_ = tokens::token_of_word(atoms_, texts::unit_attribute, unit_buffer_);
+        tag_token_ = tokens::token_of_word(atoms_, texts::tag_attribute, tag_buffer_);
         read_atomized_blocks(required_child(root, texts::metadata_element), state_.metadata_blocks);
         const element& scene = required_child(root, texts::scene_element);
         size_table(scene);
@@ -251,18 +251,6 @@ class document_reader {
             throw zel_exception(std::string(texts::token_beyond_table) + std::string(token));
         }
         return atoms_.at(number);
-    }
-
-    // The token of a word's atom; a word that the table lacks is added, and
-    // its new token matches nothing in the document. The scan finds what
-    // interning would find, without hashing the whole table just read.
-    std::string_view token_of(std::string_view word, char (&buffer)[tokens::max_digits]) {
-        std::int32_t found = atoms_.find_first(word);
-        if (found < 0) {
-            found = atoms_.intern_index(intrusive_string(word));
-        }
-        const auto number = static_cast<std::uint32_t>(found);
-        return {buffer, tokens::encode(number, buffer)};
     }
 
     zel_file_index& index_;

@@ -144,10 +144,10 @@ class stream_reader {
 
         p_ = atoms_begin;
         read_atoms(atoms_end);
-        name_token_ = token_of(texts::name_attribute, name_buffer_);
-        type_token_ = token_of(texts::type_attribute, type_buffer_);
-        unit_token_ = token_of(texts::unit_attribute, unit_buffer_);
-        tag_token_ = token_of(texts::tag_attribute, tag_buffer_);
+        name_token_ = tokens::token_of_word(atoms_, texts::name_attribute, name_buffer_);
+        type_token_ = tokens::token_of_word(atoms_, texts::type_attribute, type_buffer_);
+        unit_token_ = tokens::token_of_word(atoms_, texts::unit_attribute, unit_buffer_);
+        tag_token_ = tokens::token_of_word(atoms_, texts::tag_attribute, tag_buffer_);
 
         p_ = metadata_begin;
         read_blocks(metadata_end);
@@ -407,16 +407,6 @@ class stream_reader {
 
     intrusive_string atom(std::uint32_t number) const {
         return number == unset ? intrusive_string() : atoms_.at(number);
-    }
-
-    // As the general reader finds the token of a word.
-    std::string_view token_of(std::string_view word, char (&buffer)[tokens::max_digits]) {
-        std::int32_t found = atoms_.find_first(word);
-        if (found < 0) {
-            found = atoms_.intern_index(intrusive_string(word));
-        }
-        const auto number = static_cast<std::uint32_t>(found);
-        return {buffer, tokens::encode(number, buffer)};
     }
 
     zel_file_index& index_;

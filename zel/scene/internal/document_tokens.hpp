@@ -9,6 +9,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include "zel/foundation/atom_table.hpp"
+#include "zel/foundation/intrusive_string.hpp"
+
 namespace vorn::zel::tokens {
 
 inline constexpr std::string_view alphabet =
@@ -46,6 +49,18 @@ inline std::uint32_t decode(std::string_view token) noexcept {
         number = digit_values[static_cast<unsigned char>(token[i])] | (number << 6);
     }
     return number;
+}
+
+// The token of a word's atom in a document just read; a word that the table
+// lacks is added, and its new token matches nothing in the document. The scan
+// finds what interning would find, without hashing the whole table.
+inline std::string_view token_of_word(atom_table& atoms, std::string_view word,
+                                      char (&buffer)[max_digits]) {
+    std::int32_t found = atoms.find_first(word);
+    if (found < 0) {
+        found = atoms.intern_index(intrusive_string(word));
+    }
+    return {buffer, encode(static_cast<std::uint32_t>(found), buffer)};
 }
 
 }  // namespace vorn::zel::tokens
