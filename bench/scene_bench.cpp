@@ -26,6 +26,11 @@
 //
 //   make bench BENCH=scene_bench
 //   make bench BENCH=scene_bench BENCH_ARGS="--blocks 20000 --runs 1"
+//
+// --phase NAME (write, read, write-plain, read-plain, save, parse) runs that
+// one phase in this process and prints its row, for a profiler; a phase that
+// reads needs the scratch directory of its writing phase (--directory DIR,
+// which is then kept).
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -48,6 +53,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "zel/archive/file_reader.hpp"
@@ -233,6 +239,8 @@ long peak_kib() {
 struct settings {
     std::size_t blocks = 100000;
     int runs = 3;
+    std::string phase;  // one phase only, in this process
+    bool keep = false;  // the directory was given, and stays
     fs::path directory;
     fs::path package(bool atomize) const {
         return directory / (atomize ? "scene.zel" : "plain.zel");
@@ -408,8 +416,14 @@ settings parse_arguments(int argc, char** argv) {
             s.blocks = std::stoul(argv[++i]);
         } else if (arg == "--runs" && i + 1 < argc) {
             s.runs = std::stoi(argv[++i]);
+        } else if (arg == "--phase" && i + 1 < argc) {
+            s.phase = argv[++i];
+        } else if (arg == "--directory" && i + 1 < argc) {
+            s.directory = argv[++i];
+            s.keep = true;
         } else {
-            throw std::invalid_argument("usage: scene_bench [--blocks N] [--runs N]");
+            throw std::invalid_argument(
+                "usage: scene_bench [--blocks N] [--runs N] [--phase NAME] [--directory DIR]");
         }
     }
     if (s.blocks < 2 || s.runs < 1) {
@@ -418,7 +432,28 @@ settings parse_arguments(int argc, char** argv) {
     return s;
 }
 
-void run(settings& s) {
+// One phase in this process, for a profiler.
+void run_phase(const settings& s) {
+    const std::pair<const char*, std::function<phase_result()>> phases[] = {
+        {"write", [&] { return zel_write(s, true); }},
+        {"read", [&] { return zel_read(s, true); }},
+        {"write-plain", [&] { return zel_write(s, false); }},
+        {"read-plain", [&] { return zel_read(s, false); }},
+        {"save", [&] { return pugixml_save(s); }},
+        {"parse", [&] { return pugixml_parse(s); }},
+    };
+    for (const auto& [name, phase] : phases) {
+        if (s.phase == name) {
+            const phase_result r = phase();
+            const report table(s);
+            table.row(name, r.steps[0] + r.steps[1], r.peak_kib);
+            return;
+        }
+    }
+    throw std::invalid_argument("no phase named " + s.phase);
+}
+
+void run(const settings& s) {
     const phase_result write = best_of(s, [&] { return zel_write(s, true); });
     const phase_result read = best_of(s, [&] { return zel_read(s, true); });
     const phase_result write_plain = best_of(s, [&] { return zel_write(s, false); });
@@ -458,16 +493,22 @@ void run(settings& s) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    fs::path directory;
+    fs::path directory;  // the scratch directory to remove at the end
     try {
         settings s = parse_arguments(argc, argv);
-        std::string pattern = (fs::temp_directory_path() / "zel-scene-bench-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("cannot make a scratch directory");
+        if (!s.keep) {
+            std::string pattern = (fs::temp_directory_path() / "zel-scene-bench-XXXXXX").string();
+            if (::mkdtemp(pattern.data()) == nullptr) {
+                throw std::runtime_error("cannot make a scratch directory");
+            }
+            directory = pattern;
+            s.directory = directory;
         }
-        directory = pattern;
-        s.directory = directory;
-        run(s);
+        if (s.phase.empty()) {
+            run(s);
+        } else {
+            run_phase(s);
+        }
     } catch (const std::exception& e) {
         std::fprintf(stderr, "scene_bench: %s\n", e.what());
         if (!directory.empty()) {
