@@ -15,10 +15,10 @@ namespace vorn::zel {
 
 namespace {
 
-// Runs are found by a linear scan up to this many names; a block with more
-// gets a hash index, so that a block of many names still adds in constant
-// time. Most blocks have fewer names and never pay for the index.
-constexpr std::size_t scanned_runs = 16;
+// Runs are found by a scan of the nodes up to this many parameters; a block
+// with more gets a hash index of its names, so that a large block still adds
+// in constant time. Most blocks are smaller and never pay for the index.
+constexpr std::size_t scanned_parameters = 32;
 // Room for the first parameters, taken at the first insertion.
 constexpr std::size_t first_parameters = 4;
 
@@ -48,14 +48,17 @@ intrusive_string renumbered(const atom_table& target, intrusive_string handle) {
 class zel_block::run_index {
   public:
     run_index() { table_.set_empty_key(intrusive_string()); }
-    std::uint32_t find(intrusive_string name) const {
+    name_run find(intrusive_string name) const {
         const auto found = table_.find(name);
-        return found == table_.end() ? no_run : found->second;
+        return found == table_.end() ? name_run{no_parameter, no_parameter} : found->second;
     }
-    void insert(intrusive_string name, std::uint32_t run) { table_.insert({name, run}); }
+    // The run of that name, made empty if there was none.
+    name_run& at(intrusive_string name) {
+        return table_.insert({name, name_run{no_parameter, no_parameter}}).first->second;
+    }
 
   private:
-    google::dense_hash_map<intrusive_string, std::uint32_t, hash<intrusive_string>> table_;
+    google::dense_hash_map<intrusive_string, name_run, hash<intrusive_string>> table_;
 };
 
 const zel_block::parameter& zel_block::parameter_iterator::operator*() const {
@@ -164,16 +167,16 @@ void zel_block::add_extra_attribute(const std::string& name, const std::string& 
 }
 
 void zel_block::remove_parameters(std::string_view name, std::string_view tag) {
-    const std::uint32_t number = find_run(intrusive_string(name));
-    if (number == no_run || runs_[number].head == no_parameter) {
+    const intrusive_string wanted(name);
+    const name_run run = find_run(wanted);
+    if (run.head == no_parameter) {
         return;
     }
-    name_run* run = &runs_[number];
     const intrusive_string wanted_tag(tag);
-    const parameter_id end = nodes_[run->tail].next;
+    const parameter_id end = nodes_[run.tail].next;
     parameter_id head = no_parameter;
     parameter_id tail = no_parameter;
-    for (parameter_id at = run->head; at != end;) {
+    for (parameter_id at = run.head; at != end;) {
         const parameter_id next = nodes_[at].next;
         if (same_text(nodes_[at].entry.value.tag(), wanted_tag)) {
             unlink(at);
@@ -183,8 +186,9 @@ void zel_block::remove_parameters(std::string_view name, std::string_view tag) {
         }
         at = next;
     }
-    run->head = head;
-    run->tail = tail;
+    if (run_index_) {
+        run_index_->at(wanted) = name_run{head, tail};
+    }
 }
 
 zel_block::parameter_range zel_block::parameters() const noexcept {
@@ -193,8 +197,7 @@ zel_block::parameter_range zel_block::parameters() const noexcept {
 }
 
 zel_block::parameter_id zel_block::find_parameter(std::string_view name) const {
-    const std::uint32_t number = find_run(intrusive_string(name));
-    return number == no_run ? no_parameter : runs_[number].head;
+    return find_run(intrusive_string(name)).head;
 }
 
 const zel_block::parameter& zel_block::parameter_at(parameter_id id) const {
@@ -206,62 +209,64 @@ void zel_block::set_parameter(parameter_id id, intrusive_string value, intrusive
 }
 
 void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_param& value) {
-    if (nodes_.size() >= no_parameter) {
+    if (nodes_.size() >= removed) {
         throw std::length_error("list<T> too long");
     }
     const auto at = static_cast<parameter_id>(nodes_.size());
     if (nodes_.capacity() == 0) {
         nodes_.reserve(first_parameters);
-        runs_.reserve(first_parameters);
     }
+    if (!run_index_ && nodes_.size() == scanned_parameters) {
+        index_runs();
+    }
+    // A small block finds the run before the new node joins the scan.
+    parameter_id tail = run_index_ ? no_parameter : find_run(name).tail;
     nodes_.push_back(node{parameter{name, value}, no_parameter, no_parameter});
-    name_run& run = run_for(name);
-    if (run.head == no_parameter) {
-        link_after(at, last_);
-        run.head = at;
-    } else {
-        link_after(at, run.tail);
+    if (run_index_) {
+        name_run& run = run_index_->at(name);
+        tail = run.tail;
+        run.head = run.head == no_parameter ? at : run.head;
+        run.tail = at;
     }
-    run.tail = at;
+    link_after(at, tail == no_parameter ? last_ : tail);
     ++live_;
 }
 
 void zel_block::reserve_parameters(std::size_t count) {
     nodes_.reserve(nodes_.size() + count);
-    runs_.reserve(std::min(runs_.size() + count, scanned_runs + 1));
 }
 
 void zel_block::append_extra_attribute(intrusive_string name, intrusive_string value) {
     attributes_.emplace_back(name, value);
 }
 
-std::uint32_t zel_block::find_run(intrusive_string name) const {
+// The nodes of one name lie in the order of their run, so the first and the
+// last live one are its head and its tail.
+zel_block::name_run zel_block::find_run(intrusive_string name) const {
     if (run_index_) {
         return run_index_->find(name);
     }
-    for (std::uint32_t i = 0; i < runs_.size(); ++i) {
-        if (same_text(runs_[i].name, name)) {
-            return i;
+    name_run run{no_parameter, no_parameter};
+    for (parameter_id at = 0; at < nodes_.size(); ++at) {
+        const node& n = nodes_[at];
+        if (n.previous != removed && same_text(n.entry.name, name)) {
+            run.head = run.head == no_parameter ? at : run.head;
+            run.tail = at;
         }
     }
-    return no_run;
+    return run;
 }
 
-zel_block::name_run& zel_block::run_for(intrusive_string name) {
-    if (const std::uint32_t number = find_run(name); number != no_run) {
-        return runs_[number];
-    }
-    const auto number = static_cast<std::uint32_t>(runs_.size());
-    runs_.push_back(name_run{name, no_parameter, no_parameter});
-    if (run_index_) {
-        run_index_->insert(name, number);
-    } else if (runs_.size() > scanned_runs) {
-        run_index_ = std::make_unique<run_index>();
-        for (std::uint32_t i = 0; i < runs_.size(); ++i) {
-            run_index_->insert(runs_[i].name, i);
+void zel_block::index_runs() {
+    auto index = std::make_unique<run_index>();
+    for (parameter_id at = 0; at < nodes_.size(); ++at) {
+        if (nodes_[at].previous != removed) {
+            name_run& run = index->at(nodes_[at].entry.name);
+            run.head = run.head == no_parameter ? at : run.head;
+            run.tail = at;
         }
     }
-    return runs_.back();
+    run_index_ = std::move(index);
 }
 
 void zel_block::link_after(parameter_id at, parameter_id after) {
@@ -282,9 +287,10 @@ void zel_block::link_after(parameter_id at, parameter_id after) {
 }
 
 void zel_block::unlink(parameter_id at) {
-    const node& n = nodes_[at];
+    node& n = nodes_[at];
     (n.previous == no_parameter ? first_ : nodes_[n.previous].next) = n.next;
     (n.next == no_parameter ? last_ : nodes_[n.next].previous) = n.previous;
+    n.previous = removed;
     --live_;
 }
 

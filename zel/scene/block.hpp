@@ -176,14 +176,18 @@ class zel_block {
     void rebind_atoms(atom_table& atoms) noexcept { atoms_ = &atoms; }
 
   private:
+    // The previous of a node whose parameter was taken out; its id stays
+    // unused.
+    static constexpr parameter_id removed = 0xFFFFFFFE;
+
     struct node {
         parameter entry;
         parameter_id next;
         parameter_id previous;
     };
-    // The live parameters of one name: a run from head to tail.
+    // The live parameters of one name: a run from head to tail, both
+    // no_parameter while the run is empty.
     struct name_run {
-        intrusive_string name;
         parameter_id head;
         parameter_id tail;
     };
@@ -192,18 +196,18 @@ class zel_block {
     void add_reference(const std::string& name, std::string_view type_word,
                        const std::string& target, const std::string& library);
     void add_stored_binary(const std::string& name, const std::string& stored_name);
-    static constexpr std::uint32_t no_run = 0xFFFFFFFF;
-    // The number of the run of that name, or no_run.
-    std::uint32_t find_run(intrusive_string name) const;
-    name_run& run_for(intrusive_string name);
+    // The run of that name, found by a scan of the nodes while the block is
+    // small, and by the index once it is not.
+    name_run find_run(intrusive_string name) const;
+    void index_runs();
     void link_after(parameter_id at, parameter_id after);
     void unlink(parameter_id at);
 
     intrusive_string type_;
     std::vector<attribute> attributes_;
     std::vector<node> nodes_;
-    std::vector<name_run> runs_;
-    // Built once a block has many names, so that finding a run stays cheap.
+    // Built once a block has many parameters, so that finding a run stays
+    // cheap; a small block scans its nodes and keeps nothing per name.
     std::unique_ptr<run_index> run_index_;
     parameter_id first_ = no_parameter;
     parameter_id last_ = no_parameter;

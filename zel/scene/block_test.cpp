@@ -98,10 +98,20 @@ TEST(BlockTest, RemoveParametersMatchesTagsByText) {
         block.remove_parameters(r.name, r.tag);
         EXPECT_EQ(walk(block), r.left) << r.name << "/" << r.tag;
         EXPECT_EQ(index.atoms().size(), atoms);
-        // What is added later still joins its run, or starts at the end.
+        // What is added later still joins its run, or starts at the end,
+        // also once the block has grown past its scanned size.
         block.add_parameter("p", generic_param(std::string("5")));
         const std::vector<std::string> after = walk(block);
         EXPECT_EQ(std::count(after.begin(), after.end(), "p=5"), 1);
+        for (int filler = 0; filler < 40; ++filler) {
+            block.add_parameter("f" + std::to_string(filler), generic_param(filler));
+        }
+        block.add_parameter("p", generic_param(std::string("6")));
+        const std::vector<std::string> grown = walk(block);
+        const auto five = std::find(grown.begin(), grown.end(), "p=5");
+        ASSERT_NE(five, grown.end());
+        EXPECT_EQ(*(five + 1), "p=6") << r.name << "/" << r.tag;
+        EXPECT_EQ(block.parameter_count(), r.left.size() + 42);
     }
 }
 
