@@ -5,12 +5,7 @@
 
 namespace vorn {
 
-atom_table::atom_table() {
-    // The library's defaults, set here because the file format relies on them:
-    // 32 starting buckets, grow beyond half full, shrink below a fifth.
-    lookup_.set_empty_key(intrusive_string());
-    lookup_.set_resizing_parameters(0.2f, 0.5f);
-}
+atom_table::atom_table() = default;
 
 atom_table::~atom_table() = default;
 
@@ -23,14 +18,18 @@ intrusive_string atom_table::intern(intrusive_string text) {
         return text;
     }
     index_appended();
-    const auto found = lookup_.find(text);
-    if (found != lookup_.end()) {
-        return atoms_[found->second];
+    const std::uint32_t hash = atom_index::hash_of(text.view());
+    if (const std::uint32_t found = find(text, hash); found != atom_index::none) {
+        return atoms_[found];
     }
     const intrusive_string atom = add(text);
-    lookup_.insert({atom, atom.index});
+    lookup_.insert(hash, atom.index);
     indexed_ = atoms_.size();
     return atom;
+}
+
+std::uint32_t atom_table::find(intrusive_string text, std::uint32_t hash) const {
+    return lookup_.find(hash, [&](std::uint32_t number) { return atoms_[number] == text; });
 }
 
 std::int32_t atom_table::intern_index(intrusive_string text) {
@@ -60,13 +59,17 @@ void atom_table::index_appended() {
     if (indexed_ == atoms_.size()) {
         return;
     }
-    lookup_.resize(lookup_.size() + (atoms_.size() - indexed_));
+    lookup_.reserve(lookup_.size() + (atoms_.size() - indexed_));
     for (; indexed_ < atoms_.size(); ++indexed_) {
         const intrusive_string atom = atoms_[indexed_];
-        // The empty text equals the table's empty key and may not be entered;
-        // insert keeps the first atom of a repeated text.
-        if (atom.size != 0) {
-            lookup_.insert({atom, atom.index});
+        // The empty text is never looked up; of a repeated text the first
+        // atom is the one found.
+        if (atom.size == 0) {
+            continue;
+        }
+        const std::uint32_t hash = atom_index::hash_of(atom.view());
+        if (find(atom, hash) == atom_index::none) {
+            lookup_.insert(hash, atom.index);
         }
     }
 }

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include <google/dense_hash_map>
 
+#include "zel/foundation/atom_index.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/foundation/text_arena.hpp"
 
@@ -58,7 +58,10 @@ class atom_table {
     intrusive_string add(intrusive_string text);
     void index_appended();
 
-    google::dense_hash_map<intrusive_string, std::uint32_t, hash<intrusive_string>> lookup_;
+    // The number of this text's atom, or atom_index::none.
+    std::uint32_t find(intrusive_string text, std::uint32_t hash) const;
+
+    atom_index lookup_;
     std::vector<intrusive_string> atoms_;
     // Atoms below this number are in lookup_ (or are empty, or repeat an
     // earlier text).
