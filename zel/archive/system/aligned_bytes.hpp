@@ -1,6 +1,10 @@
 // A byte vector whose storage starts at a multiple of 16, for decompressed
 // entries: a reader may load them with aligned 16-byte instructions, just as
 // it may the entries of a mapped archive, which lie at multiples of 16 too.
+//
+// Such a buffer is written whole right after it is made, so a large one is
+// mapped with its pages in place: the system provides them in one call,
+// which costs far less than taking a fault on the first write to each page.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +14,18 @@
 #include <vector>
 
 namespace vorn {
+
+namespace system {
+
+// Blocks of at least this many bytes are mapped with their pages in place.
+constexpr std::size_t prefaulted_block = std::size_t{1} << 20;
+
+// size bytes of zeroed, page-aligned memory with every page present; throws
+// std::bad_alloc when the system refuses.
+void* map_prefaulted(std::size_t size);
+void unmap_prefaulted(void* block, std::size_t size) noexcept;
+
+}  // namespace system
 
 // A stateless allocator that aligns every block to Alignment bytes. Every
 // block, also after the vector grows, comes from it.
@@ -33,10 +49,17 @@ class aligned_allocator {
         if (count > static_cast<std::size_t>(-1) / sizeof(T)) {
             throw std::bad_array_new_length();
         }
+        if (count * sizeof(T) >= system::prefaulted_block) {
+            return static_cast<T*>(system::map_prefaulted(count * sizeof(T)));
+        }
         return static_cast<T*>(::operator new (count * sizeof(T), std::align_val_t{Alignment}));
     }
 
-    void deallocate(T* block, std::size_t) noexcept {
+    void deallocate(T* block, std::size_t count) noexcept {
+        if (count * sizeof(T) >= system::prefaulted_block) {
+            system::unmap_prefaulted(block, count * sizeof(T));
+            return;
+        }
         ::operator delete (block, std::align_val_t{Alignment});
     }
 
