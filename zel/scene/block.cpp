@@ -70,11 +70,14 @@ zel_block::parameter_iterator& zel_block::parameter_iterator::operator++() {
     return *this;
 }
 
-zel_block::zel_block(intrusive_string type, atom_table& atoms)
-    : type_(atoms.intern(type)), atoms_(&atoms) {}
+zel_block::zel_block(intrusive_string type, atom_table& atoms, std::pmr::memory_resource* memory)
+    : type_(atoms.intern(type)), nodes_(memory), atoms_(&atoms) {}
 
-zel_block::zel_block(const zel_block& source, atom_table& target)
-    : validation_flags_(source.validation_flags_), writer_(source.writer_), atoms_(&target) {
+zel_block::zel_block(const zel_block& source, atom_table& target, std::pmr::memory_resource* memory)
+    : nodes_(memory),
+      validation_flags_(source.validation_flags_),
+      writer_(source.writer_),
+      atoms_(&target) {
     const bool same_table = &target == source.atoms_;
     const auto copied = [&](intrusive_string handle) {
         return same_table ? handle : renumbered(target, handle);

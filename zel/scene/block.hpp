@@ -36,6 +36,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -102,13 +103,17 @@ class zel_block {
 
     // A block of the given type, interned into atoms, with no parameters. Its
     // writer is null and its validation flags are zero: an in-memory block.
-    zel_block(intrusive_string type, atom_table& atoms);
+    // Its parameters live in memory, by default the heap; a memory resource
+    // must outlive the block.
+    zel_block(intrusive_string type, atom_table& atoms,
+              std::pmr::memory_resource* memory = std::pmr::new_delete_resource());
     // A copy of source whose handles are atoms of target. With source's own
     // table, the handles are copied as they are; with another, each handle
     // becomes the atom of the same number in target (the text is not looked
     // at), and a number that target does not hold becomes the unset handle.
     // The writer and the validation flags are copied as they stand.
-    zel_block(const zel_block& source, atom_table& target);
+    zel_block(const zel_block& source, atom_table& target,
+              std::pmr::memory_resource* memory = std::pmr::new_delete_resource());
     zel_block(const zel_block&) = delete;
     zel_block& operator=(const zel_block&) = delete;
     ~zel_block();
@@ -205,7 +210,7 @@ class zel_block {
 
     intrusive_string type_;
     std::vector<attribute> attributes_;
-    std::vector<node> nodes_;
+    std::pmr::vector<node> nodes_;
     // Built once a block has many parameters, so that finding a run stays
     // cheap; a small block scans its nodes and keeps nothing per name.
     std::unique_ptr<run_index> run_index_;

@@ -143,7 +143,8 @@ class document_reader {
     // block's name.
     void read_plain_blocks(const element& parent, block_table& table) {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
-            zel_block* block = state_.block_pool.make(intern(name_of(*e)), atoms_);
+            zel_block* block =
+                state_.block_pool.make(intern(name_of(*e)), atoms_, &state_.parameter_memory);
             block->reserve_parameters(count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 const intrusive_string name = intern(name_of(*p));
@@ -187,7 +188,8 @@ class document_reader {
     // Atomized blocks intern nothing: every word is an atom by number.
     void read_atomized_blocks(const element& parent, block_table& table) {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
-            zel_block* block = state_.block_pool.make(atom(name_of(*e)), atoms_);
+            zel_block* block =
+                state_.block_pool.make(atom(name_of(*e)), atoms_, &state_.parameter_memory);
             block->reserve_parameters(count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 read_atomized_parameter(*p, *block);

@@ -135,7 +135,8 @@ zel_file_index::zel_file_index(const std::shared_ptr<zel_file_index>& source) : 
     }
     const auto copy_table = [this](const block_table& source_table, block_table& target) {
         for (const auto& [name, block] : source_table) {
-            zel_block* copy = state_->block_pool.make(*block, state_->atoms);
+            zel_block* copy =
+                state_->block_pool.make(*block, state_->atoms, &state_->parameter_memory);
             target.insert({state_->atoms.at(name.index), copy});
         }
     };

@@ -3,8 +3,7 @@
 // it may the entries of a mapped archive, which lie at multiples of 16 too.
 //
 // Such a buffer is written whole right after it is made, so a large one is
-// mapped with its pages in place: the system provides them in one call,
-// which costs far less than taking a fault on the first write to each page.
+// mapped with its pages in place.
 #pragma once
 
 #include <cstddef>
@@ -13,19 +12,9 @@
 #include <utility>
 #include <vector>
 
+#include "zel/archive/system/prefaulted_memory.hpp"
+
 namespace vorn {
-
-namespace system {
-
-// Blocks of at least this many bytes are mapped with their pages in place.
-constexpr std::size_t prefaulted_block = std::size_t{1} << 20;
-
-// size bytes of zeroed, page-aligned memory with every page present; throws
-// std::bad_alloc when the system refuses.
-void* map_prefaulted(std::size_t size);
-void unmap_prefaulted(void* block, std::size_t size) noexcept;
-
-}  // namespace system
 
 // A stateless allocator that aligns every block to Alignment bytes. Every
 // block, also after the vector grows, comes from it.

@@ -335,7 +335,7 @@ class stream_reader {
             }
             close_tag();
         }
-        zel_block* block = state_.block_pool.make(atom(number_of(type)), atoms_);
+        zel_block* block = state_.block_pool.make(atom(number_of(type)), atoms_, &state_.parameter_memory);
         block->reserve_parameters(parameters_.size());
         for (const staged_parameter& p : parameters_) {
             intrusive_generic_param param(atom(p.value), atom(p.type));

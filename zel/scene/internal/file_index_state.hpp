@@ -12,6 +12,7 @@
 #include "zel/foundation/hash.hpp"
 #include "zel/scene/block.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/internal/parameter_arena.hpp"
 
 namespace vorn::zel {
 
@@ -31,6 +32,9 @@ struct zel_file_index::state {
 
     std::shared_ptr<zela::zel_archive_reader> reader;
     std::shared_ptr<appender_type> appender;
+    // The parameters of the blocks that reading and copying make; it outlives
+    // the blocks.
+    parameter_arena parameter_memory;
     zela::object_pool<zel_block, parallel::mutex_traits_no_op> block_pool;
     block_table blocks;
     block_table metadata_blocks;

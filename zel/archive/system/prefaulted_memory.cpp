@@ -1,6 +1,8 @@
-#include "zel/archive/system/aligned_bytes.hpp"
+#include "zel/archive/system/prefaulted_memory.hpp"
 
 #include <sys/mman.h>
+
+#include <new>
 
 namespace vorn::system {
 
