@@ -51,7 +51,7 @@ void atom_index::insert(std::uint32_t hash, std::uint32_t number) {
 
 void atom_index::reserve(std::size_t count) {
     std::size_t capacity = slots_.empty() ? smallest_table : slots_.size();
-    while (count > capacity / 2) {
+    while (count > capacity / 4 * 3) {
         capacity *= 2;
     }
     if (capacity == slots_.size()) {

@@ -1,11 +1,12 @@
 // The lookup of an atom table: from a text's hash to the number of its atom.
 //
 // Open addressing with linear probing over slots of eight bytes, each holding
-// a text's 32-bit hash and its atom's number, kept at most half full. A probe
-// looks at a text only where the hashes agree, and the index of a scene with
-// a million atoms takes 16 MiB: small enough to stay in the processor's
-// cache, where a table of whole handles would not. Numbers lie below
-// 0xFFFFFFFF, the mark of an empty slot.
+// a text's 32-bit hash and its atom's number, kept at most three quarters
+// full. A probe looks at a text only where the hashes agree, and runs along
+// one cache line of eight slots in most cases; the index of a scene with a
+// million atoms takes 16 MiB, small enough to stay in the processor's cache,
+// where a table of whole handles would not. Numbers lie below 0xFFFFFFFF,
+// the mark of an empty slot.
 //
 // The hash is for this index only; nothing of it reaches a file.
 #pragma once
