@@ -113,14 +113,40 @@ unsigned decimal_digit_count(std::uint64_t value) {
     return count;
 }
 
-// Writes the `count` digits of value, which has exactly that many.
+constexpr std::array<char, 200> digit_pairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < 100; ++i) {
+        pairs[2 * i] = static_cast<char>('0' + i / 10);
+        pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+}();
+
+// Writes the last `count` digits of value, two at a time, from the end.
+template <class Unsigned>
+void write_digits_backwards(char* end, Unsigned value, unsigned count) {
+    for (; count >= 2; count -= 2) {
+        const std::size_t pair = 2 * static_cast<std::size_t>(value % 100);
+        value /= 100;
+        end -= 2;
+        end[0] = digit_pairs[pair];
+        end[1] = digit_pairs[pair + 1];
+    }
+    if (count != 0) {
+        end[-1] = static_cast<char>('0' + value % 10);
+    }
+}
+
+// Writes the `count` digits of value, which has exactly that many. The low
+// eight run in 32 bits, apart from the rest.
 char* write_digits(char* out, std::uint64_t value, unsigned count) {
     char* const end = out + count;
-    char* digit = end;
-    do {
-        *--digit = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (digit != out);
+    if (count > 8) {
+        write_digits_backwards(end, static_cast<std::uint32_t>(value % 100000000), 8);
+        write_digits_backwards(end - 8, value / 100000000, count - 8);
+    } else {
+        write_digits_backwards(end, static_cast<std::uint32_t>(value), count);
+    }
     return end;
 }
 
