@@ -24,6 +24,11 @@ namespace vorn::zel {
 
 namespace {
 
+// How many blocks ahead of the one printed its object and its parameters are
+// asked for.
+constexpr std::size_t block_lead = 8;
+constexpr std::size_t parameter_lead = 4;
+
 constexpr auto expanded = [] {
     struct table {
         bool special[256] = {};
@@ -150,7 +155,27 @@ class document_printer {
         }
         out_.push_back('>');
         end_line();
+        // The table's order is not the order of the blocks in memory: each
+        // block is fetched a few steps ahead, and its parameters after it.
+        auto block_ahead = blocks.begin();
+        auto parameters_ahead = blocks.begin();
+        for (std::size_t i = 0; i < block_lead && block_ahead != blocks.end(); ++i) {
+            __builtin_prefetch(block_ahead->second);
+            ++block_ahead;
+        }
+        for (std::size_t i = 0; i < parameter_lead && parameters_ahead != blocks.end(); ++i) {
+            parameters_ahead->second->prefetch_parameters();
+            ++parameters_ahead;
+        }
         for (const auto& [name, block] : blocks) {
+            if (block_ahead != blocks.end()) {
+                __builtin_prefetch(block_ahead->second);
+                ++block_ahead;
+            }
+            if (parameters_ahead != blocks.end()) {
+                parameters_ahead->second->prefetch_parameters();
+                ++parameters_ahead;
+            }
             print_block(name, *block);
         }
         close_element(element, 1);
