@@ -25,48 +25,66 @@ constexpr std::size_t first_parameters = 4;
 // Bit 0 of the validation flags: check links into libraries at once.
 constexpr std::uint32_t validate_links = 1;
 
-// Equal texts, with the cheap answer for the same atom first.
-bool same_text(const intrusive_string& a, const intrusive_string& b) noexcept {
-    return a.size == b.size && (a.data == b.data || a == b);
-}
-
 intrusive_string intern_text(atom_table& atoms, std::string_view text) {
     return atoms.intern(intrusive_string(text));
 }
 
-// The atom of the same number in target; unset for no atom or for a number
-// that target does not hold.
-intrusive_string renumbered(const atom_table& target, intrusive_string handle) {
-    if (handle.index == intrusive_string::no_index || handle.index >= target.size()) {
-        return intrusive_string();
-    }
-    return target.at(handle.index);
+// The number a block keeps for a handle of its own table.
+std::uint32_t number_of(intrusive_string handle) noexcept {
+    return handle.empty() ? zel_block::no_atom : handle.index;
+}
+
+// The number of the same atom in target: kept where target holds a text
+// there, no_atom otherwise.
+std::uint32_t renumbered(const atom_table& target, std::uint32_t number) noexcept {
+    return number < target.size() && !target.at(number).empty() ? number : zel_block::no_atom;
 }
 
 }  // namespace
 
+// The runs of a large block by the text of their name. The empty text is
+// the table's empty key and may not be entered, so the run of parameters
+// without a name is kept beside it.
 class zel_block::run_index {
   public:
     run_index() { table_.set_empty_key(intrusive_string()); }
-    name_run find(intrusive_string name) const {
-        const auto found = table_.find(name);
+    name_run find(std::string_view name) const {
+        if (name.empty()) {
+            return unnamed_;
+        }
+        const auto found = table_.find(intrusive_string(name));
         return found == table_.end() ? name_run{no_parameter, no_parameter} : found->second;
     }
-    // The run of that name, made empty if there was none.
-    name_run& at(intrusive_string name) {
-        return table_.insert({name, name_run{no_parameter, no_parameter}}).first->second;
+    // The run of that name, made empty if there was none. name must stay
+    // valid: the text of an atom.
+    name_run& at(std::string_view name) {
+        if (name.empty()) {
+            return unnamed_;
+        }
+        return table_.insert({intrusive_string(name), name_run{no_parameter, no_parameter}})
+            .first->second;
     }
 
   private:
     google::dense_hash_map<intrusive_string, name_run, hash<intrusive_string>> table_;
+    name_run unnamed_{no_parameter, no_parameter};
 };
 
 const zel_block::parameter& zel_block::parameter_iterator::operator*() const {
-    return nodes_[at_].entry;
+    if (!made_) {
+        current_ = block_->parameter_at(at_);
+        made_ = true;
+    }
+    return current_;
+}
+
+const zel_block::parameter_atoms& zel_block::parameter_iterator::atoms() const {
+    return block_->nodes_[at_].atoms;
 }
 
 zel_block::parameter_iterator& zel_block::parameter_iterator::operator++() {
-    at_ = nodes_[at_].next;
+    at_ = block_->nodes_[at_].next;
+    made_ = false;
     return *this;
 }
 
@@ -80,7 +98,14 @@ zel_block::zel_block(const zel_block& source, atom_table& target, std::pmr::memo
       atoms_(&target) {
     const bool same_table = &target == source.atoms_;
     const auto copied = [&](intrusive_string handle) {
-        return same_table ? handle : renumbered(target, handle);
+        if (same_table || handle.empty()) {
+            return handle;
+        }
+        const std::uint32_t number = renumbered(target, handle.index);
+        return number == no_atom ? intrusive_string() : target.at(number);
+    };
+    const auto copied_number = [&](std::uint32_t number) {
+        return same_table || number == no_atom ? number : renumbered(target, number);
     };
     type_ = copied(source.type_);
     attributes_.reserve(source.attributes_.size());
@@ -88,11 +113,11 @@ zel_block::zel_block(const zel_block& source, atom_table& target, std::pmr::memo
         attributes_.emplace_back(copied(a.first), copied(a.second));
     }
     nodes_.reserve(source.live_);
-    for (const parameter& p : source.parameters()) {
-        intrusive_generic_param value(copied(p.value.value()), copied(p.value.type()));
-        value.set_unit(copied(p.value.unit()));
-        value.set_tag(copied(p.value.tag()));
-        insert_parameter(copied(p.name), value);
+    for (auto at = source.parameters().begin(); at != source.parameters().end(); ++at) {
+        const parameter_atoms& p = at.atoms();
+        insert_parameter(parameter_atoms{copied_number(p.name), copied_number(p.value),
+                                         copied_number(p.type), copied_number(p.unit),
+                                         copied_number(p.tag)});
     }
 }
 
@@ -170,18 +195,16 @@ void zel_block::add_extra_attribute(const std::string& name, const std::string& 
 }
 
 void zel_block::remove_parameters(std::string_view name, std::string_view tag) {
-    const intrusive_string wanted(name);
-    const name_run run = find_run(wanted);
+    const name_run run = find_run(no_atom, name);
     if (run.head == no_parameter) {
         return;
     }
-    const intrusive_string wanted_tag(tag);
     const parameter_id end = nodes_[run.tail].next;
     parameter_id head = no_parameter;
     parameter_id tail = no_parameter;
     for (parameter_id at = run.head; at != end;) {
         const parameter_id next = nodes_[at].next;
-        if (same_text(nodes_[at].entry.value.tag(), wanted_tag)) {
+        if (text_of(nodes_[at].atoms.tag) == tag) {
             unlink(at);
         } else {
             head = head == no_parameter ? at : head;
@@ -190,28 +213,38 @@ void zel_block::remove_parameters(std::string_view name, std::string_view tag) {
         at = next;
     }
     if (run_index_) {
-        run_index_->at(wanted) = name_run{head, tail};
+        run_index_->at(text_of(nodes_[run.head].atoms.name)) = name_run{head, tail};
     }
 }
 
 zel_block::parameter_range zel_block::parameters() const noexcept {
-    return {parameter_iterator(nodes_.data(), first_),
-            parameter_iterator(nodes_.data(), no_parameter)};
+    return {parameter_iterator(this, first_), parameter_iterator(this, no_parameter)};
 }
 
 zel_block::parameter_id zel_block::find_parameter(std::string_view name) const {
-    return find_run(intrusive_string(name)).head;
+    return find_run(no_atom, name).head;
 }
 
-const zel_block::parameter& zel_block::parameter_at(parameter_id id) const {
-    return nodes_[id].entry;
+zel_block::parameter zel_block::parameter_at(parameter_id id) const {
+    const parameter_atoms& p = nodes_[id].atoms;
+    intrusive_generic_param value(handle(p.value), handle(p.type));
+    value.set_unit(handle(p.unit));
+    value.set_tag(handle(p.tag));
+    return {handle(p.name), value};
 }
 
 void zel_block::set_parameter(parameter_id id, intrusive_string value, intrusive_string type) {
-    nodes_[id].entry.value.create(value, type);
+    nodes_[id].atoms.value = number_of(value);
+    nodes_[id].atoms.type = number_of(type);
 }
 
 void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_param& value) {
+    insert_parameter(parameter_atoms{number_of(name), number_of(value.value()),
+                                     number_of(value.type()), number_of(value.unit()),
+                                     number_of(value.tag())});
+}
+
+void zel_block::insert_parameter(const parameter_atoms& atoms) {
     if (nodes_.size() >= removed) {
         throw std::length_error("list<T> too long");
     }
@@ -222,9 +255,10 @@ void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_
     if (!run_index_ && nodes_.size() == scanned_parameters) {
         index_runs();
     }
+    const std::string_view name = text_of(atoms.name);
     // A small block finds the run before the new node joins the scan.
-    parameter_id tail = run_index_ ? no_parameter : find_run(name).tail;
-    nodes_.push_back(node{parameter{name, value}, no_parameter, no_parameter});
+    parameter_id tail = run_index_ ? no_parameter : find_run(atoms.name, name).tail;
+    nodes_.push_back(node{atoms, no_parameter, no_parameter});
     if (run_index_) {
         name_run& run = run_index_->at(name);
         tail = run.tail;
@@ -244,15 +278,18 @@ void zel_block::append_extra_attribute(intrusive_string name, intrusive_string v
 }
 
 // The nodes of one name lie in the order of their run, so the first and the
-// last live one are its head and its tail.
-zel_block::name_run zel_block::find_run(intrusive_string name) const {
+// last live one are its head and its tail. The same number is the same
+// name; other numbers are compared by text, as a table read from a file may
+// hold a text twice.
+zel_block::name_run zel_block::find_run(std::uint32_t number, std::string_view name) const {
     if (run_index_) {
         return run_index_->find(name);
     }
     name_run run{no_parameter, no_parameter};
     for (parameter_id at = 0; at < nodes_.size(); ++at) {
         const node& n = nodes_[at];
-        if (n.previous != removed && same_text(n.entry.name, name)) {
+        if (n.previous != removed &&
+            ((number != no_atom && n.atoms.name == number) || text_of(n.atoms.name) == name)) {
             run.head = run.head == no_parameter ? at : run.head;
             run.tail = at;
         }
@@ -264,12 +301,20 @@ void zel_block::index_runs() {
     auto index = std::make_unique<run_index>();
     for (parameter_id at = 0; at < nodes_.size(); ++at) {
         if (nodes_[at].previous != removed) {
-            name_run& run = index->at(nodes_[at].entry.name);
+            name_run& run = index->at(text_of(nodes_[at].atoms.name));
             run.head = run.head == no_parameter ? at : run.head;
             run.tail = at;
         }
     }
     run_index_ = std::move(index);
+}
+
+intrusive_string zel_block::handle(std::uint32_t number) const noexcept {
+    return number == no_atom ? intrusive_string() : atoms_->at(number);
+}
+
+std::string_view zel_block::text_of(std::uint32_t number) const noexcept {
+    return number == no_atom ? std::string_view() : atoms_->at(number).view();
 }
 
 void zel_block::link_after(parameter_id at, parameter_id after) {

@@ -24,8 +24,11 @@
 // parameters in the order above as (name, value) pairs, each with an id that
 // stays valid for the life of the block (removed parameters keep theirs
 // unused). set_parameter rewrites one parameter's value and type in place.
-// Iterators and references into the parameters are invalidated by the next
-// insertion; ids are not.
+// Iterators are invalidated by the next insertion; ids are not.
+//
+// A parameter is kept as the five atom numbers of its texts, 28 bytes with
+// its links, and its handles are made when it is looked at: a large scene
+// costs a third of the memory that whole handles would.
 //
 // A block is not thread-safe, and neither is the atom table that all blocks
 // of one index share.
@@ -64,7 +67,20 @@ class zel_block {
         intrusive_generic_param value;
     };
 
-    // Walks the live parameters in their order.
+    // A parameter as the block keeps it: the atom numbers of its texts, with
+    // no_atom for a text it lacks. Never the number of an empty atom.
+    static constexpr std::uint32_t no_atom = intrusive_string::no_index;
+    struct parameter_atoms {
+        std::uint32_t name = no_atom;
+        std::uint32_t value = no_atom;
+        std::uint32_t type = no_atom;
+        std::uint32_t unit = no_atom;
+        std::uint32_t tag = no_atom;
+    };
+
+    // Walks the live parameters in their order. A parameter's handles are
+    // made from its atom numbers when it is first looked at through the
+    // iterator, and live as long as the iterator stays where it is.
     class parameter_iterator {
       public:
         using iterator_category = std::forward_iterator_tag;
@@ -83,15 +99,19 @@ class zel_block {
             return before;
         }
         parameter_id id() const noexcept { return at_; }
+        // The atom numbers of the parameter, without making handles.
+        const parameter_atoms& atoms() const;
         friend bool operator==(const parameter_iterator& a, const parameter_iterator& b) noexcept {
             return a.at_ == b.at_;
         }
 
       private:
         friend class zel_block;
-        parameter_iterator(const node* nodes, parameter_id at) : nodes_(nodes), at_(at) {}
-        const node* nodes_ = nullptr;
+        parameter_iterator(const zel_block* block, parameter_id at) : block_(block), at_(at) {}
+        const zel_block* block_ = nullptr;
         parameter_id at_ = no_parameter;
+        mutable parameter current_;
+        mutable bool made_ = false;
     };
 
     struct parameter_range {
@@ -157,7 +177,8 @@ class zel_block {
     // The first live parameter of that name, or no_parameter.
     parameter_id find_parameter(std::string_view name) const;
     // No bounds check: id must come from this block.
-    const parameter& parameter_at(parameter_id id) const;
+    parameter parameter_at(parameter_id id) const;
+    const parameter_atoms& parameter_atoms_at(parameter_id id) const { return nodes_[id].atoms; }
     // Rewrites the value and the type of one parameter; unit, tag, name and
     // position stay. The handles must be atoms of atoms() or unset.
     void set_parameter(parameter_id id, intrusive_string value, intrusive_string type);
@@ -165,6 +186,9 @@ class zel_block {
     // Adds a parameter whose handles are atoms of atoms() or unset, behind
     // the last one of its name, without any check. For readers and copies.
     void insert_parameter(intrusive_string name, const intrusive_generic_param& value);
+    // The same by atom numbers, each below atoms().size() or no_atom, and
+    // none the number of an empty atom.
+    void insert_parameter(const parameter_atoms& atoms);
     // Makes room for count more parameters ahead of a bulk insertion.
     void reserve_parameters(std::size_t count);
     // Appends an attribute pair of atoms, without any check.
@@ -189,7 +213,7 @@ class zel_block {
     static constexpr parameter_id removed = 0xFFFFFFFE;
 
     struct node {
-        parameter entry;
+        parameter_atoms atoms;
         parameter_id next;
         parameter_id previous;
     };
@@ -206,7 +230,10 @@ class zel_block {
     void add_stored_binary(const std::string& name, const std::string& stored_name);
     // The run of that name, found by a scan of the nodes while the block is
     // small, and by the index once it is not.
-    name_run find_run(intrusive_string name) const;
+    // number may be no_atom for a lookup by text alone.
+    name_run find_run(std::uint32_t number, std::string_view name) const;
+    intrusive_string handle(std::uint32_t number) const noexcept;
+    std::string_view text_of(std::uint32_t number) const noexcept;
     void index_runs();
     void link_after(parameter_id at, parameter_id after);
     void unlink(parameter_id at);

@@ -141,6 +141,13 @@ class document_printer {
         }
         return token(handle.index, buffer);
     }
+    std::string_view word(std::uint32_t number, token_buffer& buffer) const {
+        if (number == zel_block::no_atom) {
+            return {};
+        }
+        return atomize_ ? token(number, buffer) : atoms_.at(number).view();
+    }
+
     static std::string_view token(std::uint32_t number, token_buffer& buffer) {
         return {buffer, tokens::encode(number, buffer)};
     }
@@ -197,26 +204,28 @@ class document_printer {
         }
         out_.push_back('>');
         end_line();
-        for (const zel_block::parameter& p : block.parameters()) {
-            print_parameter(p);
+        const zel_block::parameter_range parameters = block.parameters();
+        for (auto at = parameters.begin(); at != parameters.end(); ++at) {
+            print_parameter(at.atoms());
         }
         close_element(type, 2);
     }
 
-    void print_parameter(const zel_block::parameter& p) {
+    // A parameter as the block keeps it, by atom numbers; no number is that
+    // of an empty atom.
+    void print_parameter(const zel_block::parameter_atoms& p) {
         begin_line(3);
         token_buffer buffer;
         const std::string_view name = word(p.name, buffer);
         open_tag(name);
-        attribute_pair(type_word_, p.value.type());
-        if (!p.value.unit().empty()) {
-            attribute_pair(unit_word_, p.value.unit());
+        attribute_pair(type_word_, p.type);
+        if (p.unit != zel_block::no_atom) {
+            attribute_pair(unit_word_, p.unit);
         }
-        if (!p.value.tag().empty()) {
-            attribute_pair(tag_word_, p.value.tag());
+        if (p.tag != zel_block::no_atom) {
+            attribute_pair(tag_word_, p.tag);
         }
-        const intrusive_string value = p.value.value();
-        if (value.empty()) {
+        if (p.value == zel_block::no_atom) {
             out_.append("/>");
             end_line();
             return;
@@ -224,9 +233,9 @@ class document_printer {
         out_.push_back('>');
         if (atomize_) {
             token_buffer value_buffer;
-            out_.append(token(value.index, value_buffer));
+            out_.append(token(p.value, value_buffer));
         } else {
-            append_escaped(out_, value.view(), '\0');
+            append_escaped(out_, atoms_.at(p.value).view(), '\0');
         }
         out_.append("</");
         out_.append(name);
@@ -235,6 +244,11 @@ class document_printer {
     }
 
     void attribute_pair(intrusive_string name, intrusive_string value) {
+        token_buffer name_buffer;
+        token_buffer value_buffer;
+        attribute(word(name, name_buffer), word(value, value_buffer));
+    }
+    void attribute_pair(intrusive_string name, std::uint32_t value) {
         token_buffer name_buffer;
         token_buffer value_buffer;
         attribute(word(name, name_buffer), word(value, value_buffer));

@@ -25,15 +25,6 @@ struct declined {};
 
 constexpr std::uint32_t unset = intrusive_string::no_index;
 
-// The atom numbers of one parameter's words; unset for a word it lacks.
-struct staged_parameter {
-    std::uint32_t name = unset;
-    std::uint32_t value = unset;
-    std::uint32_t type = unset;
-    std::uint32_t unit = unset;
-    std::uint32_t tag = unset;
-};
-
 constexpr std::string_view declaration_start = "<?xml";
 constexpr std::string_view empty_scene = "<zel/>";
 constexpr std::string_view scene_open = "<zel>";
@@ -151,19 +142,14 @@ class stream_reader {
 
         p_ = metadata_begin;
         read_blocks(metadata_end);
-        for (const auto& [name, block] : pending_) {
-            state_.enter(state_.metadata_blocks, name, block);
-        }
-        pending_.clear();
+        enter_pending(state_.metadata_blocks);
 
         if (scene_end != nullptr) {
             p_ = scene_begin + scene_open.size();
             read_blocks(scene_end);
         }
         size_block_table(index_, pending_.size());
-        for (const auto& [name, block] : pending_) {
-            state_.enter(state_.blocks, name, block);
-        }
+        enter_pending(state_.blocks);
     }
 
   private:
@@ -287,21 +273,39 @@ class stream_reader {
         return scratch_;
     }
 
+    // An atom may read as empty: the writer's atom of nothing but white
+    // space does. Such atoms are noted, so that a block never keeps their
+    // numbers.
     void read_atoms(const char* end) {
         while (p_ < end) {
             expect('<');
             name();
-            if (!attributes([](std::string_view, std::string_view) {})) {
-                atoms_.append(p_, 0);
-                continue;
+            std::string_view text;
+            if (attributes([](std::string_view, std::string_view) {})) {
+                text = atom_text();
+                close_tag();
             }
-            const std::string_view text = atom_text();
-            close_tag();
-            atoms_.append(text.data(), static_cast<std::uint32_t>(text.size()));
+            empty_atoms_ = empty_atoms_ || text.empty();
+            atoms_.append(text.data() != nullptr ? text.data() : p_,
+                          static_cast<std::uint32_t>(text.size()));
         }
         if (p_ != end) {
             throw declined{};
         }
+    }
+
+    // Enters the blocks read into table in their order. Entering hashes each
+    // name, whose text lies somewhere in the atom table: it is asked for a
+    // few blocks ahead.
+    void enter_pending(block_table& table) {
+        constexpr std::size_t lead = 8;
+        for (std::size_t i = 0; i < pending_.size(); ++i) {
+            if (i + lead < pending_.size()) {
+                __builtin_prefetch(pending_[i + lead].first.data);
+            }
+            state_.enter(table, pending_[i].first, pending_[i].second);
+        }
+        pending_.clear();
     }
 
     // Reads the blocks up to the closing tag of their parent, which must be at
@@ -316,10 +320,8 @@ class stream_reader {
         }
     }
 
-    // A block's words are first decoded to numbers for all its parameters
-    // and only then looked up: the scene's values lie all over the atom
-    // table, and the lookups of one block, issued together, wait for memory
-    // together rather than one after another.
+    // A block's parameters are kept by their atom numbers as they stand in
+    // the text; the atoms themselves are not looked at.
     void read_block() {
         const std::string_view type = name();
         block_attributes_.clear();
@@ -335,13 +337,16 @@ class stream_reader {
             }
             close_tag();
         }
-        zel_block* block = state_.block_pool.make(atom(number_of(type)), atoms_, &state_.parameter_memory);
+        zel_block* block =
+            state_.block_pool.make(atom(number_of(type)), atoms_, &state_.parameter_memory);
         block->reserve_parameters(parameters_.size());
-        for (const staged_parameter& p : parameters_) {
-            intrusive_generic_param param(atom(p.value), atom(p.type));
-            param.set_unit(atom(p.unit));
-            param.set_tag(atom(p.tag));
-            block->insert_parameter(atom(p.name), param);
+        for (zel_block::parameter_atoms& p : parameters_) {
+            if (empty_atoms_) {
+                for (std::uint32_t* number : {&p.name, &p.value, &p.type, &p.unit, &p.tag}) {
+                    *number = atom(*number).empty() ? zel_block::no_atom : *number;
+                }
+            }
+            block->insert_parameter(p);
         }
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
@@ -362,7 +367,7 @@ class stream_reader {
     }
 
     void read_parameter() {
-        staged_parameter staged;
+        zel_block::parameter_atoms staged;
         staged.name = number_of(name());
         // Of each of the three words the first attribute counts; a word that
         // is missing leaves its part unset.
@@ -391,8 +396,7 @@ class stream_reader {
         parameters_.push_back(staged);
     }
 
-    // The atom number that a token names, checked against the table, and its
-    // handle asked for ahead of its use.
+    // The atom number that a token names, checked against the table.
     std::uint32_t number_of(std::string_view token) const {
         const std::uint32_t number = tokens::decode(token);
         if (number == unset) {
@@ -401,7 +405,6 @@ class stream_reader {
         if (number >= atoms_.size()) {
             throw declined{};
         }
-        __builtin_prefetch(&*(atoms_.begin() + number));
         return number;
     }
 
@@ -416,7 +419,8 @@ class stream_reader {
     const char* const end_;
     std::string scratch_;
     std::vector<std::pair<std::string_view, std::string_view>> block_attributes_;
-    std::vector<staged_parameter> parameters_;
+    std::vector<zel_block::parameter_atoms> parameters_;
+    bool empty_atoms_ = false;
     std::vector<std::pair<intrusive_string, zel_block*>> pending_;
     char name_buffer_[tokens::max_digits] = {};
     char type_buffer_[tokens::max_digits] = {};
