@@ -70,7 +70,8 @@ std::string printed(zel_file_index& index) {
 
 // A scene with what the short example lacks: tokens of two and three
 // digits, texts that need references or are only blanks, parameters without
-// text, a repeated parameter name, extra attributes and an empty block.
+// text or without a name, a repeated parameter name, extra attributes and an
+// empty block.
 std::string varied_scene() {
     zel_file_index index;
     zel_block* first = index.add_block("mesh", "first");
@@ -86,6 +87,11 @@ std::string varied_scene() {
     first->add_parameter("twice", generic_param(1));
     first->add_parameter("twice", generic_param(2));
     first->append_extra_attribute(index.intern("shade"), index.intern("smooth"));
+    // Parameters whose name reads back as empty, in a block large enough to
+    // keep an index of its names.
+    first->insert_parameter(index.intern("  "), intrusive_generic_param(index.intern("a"), {}));
+    first->add_parameter("between", generic_param(0));
+    first->insert_parameter(index.intern("  "), intrusive_generic_param(index.intern("b"), {}));
     index.add_block("group", "second");
     index.add_metadata_block("note", "meta")->add_parameter("by", generic_param(std::string("me")));
     for (int i = 0; i < 4100; ++i) {
