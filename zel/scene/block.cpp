@@ -309,14 +309,6 @@ void zel_block::index_runs() {
     run_index_ = std::move(index);
 }
 
-intrusive_string zel_block::handle(std::uint32_t number) const noexcept {
-    return number == no_atom ? intrusive_string() : atoms_->at(number);
-}
-
-std::string_view zel_block::text_of(std::uint32_t number) const noexcept {
-    return number == no_atom ? std::string_view() : atoms_->at(number).view();
-}
-
 void zel_block::link_after(parameter_id at, parameter_id after) {
     node& n = nodes_[at];
     n.previous = after;

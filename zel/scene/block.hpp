@@ -232,8 +232,12 @@ class zel_block {
     // small, and by the index once it is not.
     // number may be no_atom for a lookup by text alone.
     name_run find_run(std::uint32_t number, std::string_view name) const;
-    intrusive_string handle(std::uint32_t number) const noexcept;
-    std::string_view text_of(std::uint32_t number) const noexcept;
+    intrusive_string handle(std::uint32_t number) const noexcept {
+        return number == no_atom ? intrusive_string() : atoms_->at(number);
+    }
+    std::string_view text_of(std::uint32_t number) const noexcept {
+        return number == no_atom ? std::string_view() : atoms_->at(number).view();
+    }
     void index_runs();
     void link_after(parameter_id at, parameter_id after);
     void unlink(parameter_id at);
