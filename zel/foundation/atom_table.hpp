@@ -39,6 +39,8 @@ class atom_table {
     // tables, whose numbers must be kept as they are. Appending hashes
     // nothing: the lookup takes in appended atoms at the next intern.
     void append(const char* text, std::uint32_t size);
+    // Makes room for count atoms in all, ahead of appending a stored table.
+    void reserve(std::size_t count) { atoms_.reserve(count); }
     // The number of the first atom of this text, found by a scan in number
     // order without building the lookup; -1 if there is none. For the few
     // words a reader needs right after appending a whole table.

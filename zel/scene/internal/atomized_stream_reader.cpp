@@ -133,7 +133,10 @@ class stream_reader {
         }
         const char* const scene_begin = p_;
 
+        // An atom the writer prints takes at least eight bytes ("<a>x</a>"),
+        // so this is room for all of them, sized by text already in memory.
         p_ = atoms_begin;
+        atoms_.reserve(static_cast<std::size_t>(atoms_end - atoms_begin) / 8);
         read_atoms(atoms_end);
         name_token_ = tokens::token_of_word(atoms_, texts::name_attribute, name_buffer_);
         type_token_ = tokens::token_of_word(atoms_, texts::type_attribute, type_buffer_);
