@@ -119,11 +119,14 @@ class segmented_deflate {
     void code(const zlib_sink& sink);
 
   private:
+    void parse_from_start(segment& s, std::size_t index);
     bool meets(std::size_t& target, std::size_t position) const;
 
     const std::uint8_t* input_;
     std::size_t size_;
     std::vector<segment> segments_;
+    // Set when a parse fails: the others stop early, their work being lost.
+    std::atomic<bool> failed_{false};
 };
 
 segmented_deflate::segmented_deflate(const std::uint8_t* input, std::size_t size, std::size_t count)
@@ -162,6 +165,15 @@ void segmented_deflate::parse(std::size_t index) {
 
     s.adler = static_cast<std::uint32_t>(
         adler32_z(1, input_ + s.start, static_cast<z_size_t>(s.end - s.start)));
+    try {
+        parse_from_start(s, index);
+    } catch (...) {
+        failed_.store(true, std::memory_order_relaxed);
+        throw;
+    }
+}
+
+void segmented_deflate::parse_from_start(segment& s, std::size_t index) {
     const auto window = std::make_unique_for_overwrite<lz_window>();
     window->resume(input_, size_, s.start, s.start > reindexed ? s.start - reindexed : 0);
     s.records.reserve((s.end - s.start) / 4);
@@ -169,7 +181,7 @@ void segmented_deflate::parse(std::size_t index) {
     std::size_t fed = s.start + window->lookahead();
     std::size_t target = index + 1;
     bool marks_closed = false;
-    while (position < size_) {
+    while (position < size_ && !failed_.load(std::memory_order_relaxed)) {
         if (meets(target, position)) {
             s.stop = position;
             s.joined = target;
@@ -253,7 +265,13 @@ void run_tasks(std::size_t count, unsigned threads, const std::function<void(std
     std::exception_ptr failure;
     std::mutex failure_mutex;
     auto work = [&] {
-        for (std::size_t i; (i = left.fetch_sub(1, std::memory_order_relaxed)) > 0 && i <= count;) {
+        for (;;) {
+            std::size_t i = left.load(std::memory_order_relaxed);
+            do {
+                if (i == 0) {
+                    return;
+                }
+            } while (!left.compare_exchange_weak(i, i - 1, std::memory_order_relaxed));
             try {
                 task(i - 1);
             } catch (...) {
@@ -265,6 +283,7 @@ void run_tasks(std::size_t count, unsigned threads, const std::function<void(std
         }
     };
     std::vector<std::thread> helpers;
+    helpers.reserve(threads);
     for (unsigned t = 1; t < threads && t < count; ++t) {
         try {
             helpers.emplace_back(work);
@@ -280,10 +299,6 @@ void run_tasks(std::size_t count, unsigned threads, const std::function<void(std
         std::rethrow_exception(failure);
     }
 }
-
-}  // namespace
-
-namespace {
 
 // Helper threads not in use by any call, process-wide: one fewer than the
 // cores, since the caller's thread works too.
