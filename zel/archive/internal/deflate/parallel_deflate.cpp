@@ -180,18 +180,26 @@ void segmented_deflate::parse_from_start(segment& s, std::size_t index) {
     std::size_t position = s.start;
     std::size_t fed = s.start + window->lookahead();
     std::size_t target = index + 1;
-    bool marks_closed = false;
+    // Parses are compared from the next segment's start on.
+    std::size_t compare_from = target < segments_.size() ? segments_[target].start : size_;
+    const std::size_t mark_until = s.start + s.marks->positions();
+    bool marking = true;
     while (position < size_ && !failed_.load(std::memory_order_relaxed)) {
-        if (meets(target, position)) {
-            s.stop = position;
-            s.joined = target;
-            return;
+        if (position >= compare_from) {
+            if (meets(target, position)) {
+                s.stop = position;
+                s.joined = target;
+                return;
+            }
+            if (target == segments_.size()) {
+                compare_from = size_;
+            }
         }
-        if (position - s.start < s.marks->positions()) {
+        if (position < mark_until) {
             s.marks->mark(position - s.start);
-        } else if (!marks_closed) {
+        } else if (marking) {
             s.marks->close();
-            marks_closed = true;
+            marking = false;
         }
         fed += window->fill(input_ + fed, size_ - fed);
         const lz_window::match m = greedy_choice(*window);
