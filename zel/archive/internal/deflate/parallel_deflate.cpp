@@ -3,22 +3,23 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <exception>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/deflate/block_writer.hpp"
 #include "zel/archive/internal/deflate/greedy_parse.hpp"
 #include "zel/archive/internal/deflate/lz_records.hpp"
 #include "zel/archive/internal/deflate/lz_window.hpp"
+#include "zel/foundation/exception.hpp"
 
 namespace vorn::deflate {
 
@@ -36,7 +37,8 @@ constexpr std::size_t marked_positions = 1u << 20;
 constexpr std::size_t no_segment = std::numeric_limits<std::size_t>::max();
 
 // The positions that a segment's parse coded near its start, readable while
-// the parse is still running: marks below published() are final.
+// the parse is still running: the marks of the positions below the count
+// published are final.
 class coding_marks {
   public:
     explicit coding_marks(std::size_t positions) : words_((positions + 63) / 64) {}
@@ -52,8 +54,12 @@ class coding_marks {
         bits_ |= std::uint64_t{1} << (offset % 64);
     }
 
-    // No more marks; waiting readers are released. May be called again.
+    // No more marks; waiting readers are released. Later calls do nothing.
     void close() {
+        if (closed_) {
+            return;
+        }
+        closed_ = true;
         store(word_);
         published_.fetch_or(closed, std::memory_order_release);
         published_.notify_all();
@@ -92,8 +98,10 @@ class coding_marks {
 
     std::vector<std::atomic<std::uint64_t>> words_;
     std::atomic<std::uint64_t> published_{0};
+    // The writer's own state.
     std::size_t word_ = 0;
     std::uint64_t bits_ = 0;
+    bool closed_ = false;
 };
 
 struct segment {
@@ -101,8 +109,8 @@ struct segment {
     std::size_t end = 0;
     std::uint32_t adler = 1;  // of the bytes from start to end
 
-    // The parse from start: it codes every position it marks, up to stop,
-    // where the parse of segment `joined` coded the same position.
+    // The parse from start up to stop: the end of the input, or a position
+    // that the parse of segment `joined` coded too.
     lz_records records;
     std::size_t stop = 0;
     std::size_t joined = no_segment;
@@ -245,7 +253,8 @@ void segmented_deflate::code(const zlib_sink& sink) {
             at += records.next().length;
         }
         if (at != position) {
-            throw std::logic_error("deflate: parses joined off a coding position");
+            // Parses only meet at a position both coded; this cannot be.
+            throw zlib_runtime_exception(std::string(zela::texts::deflate_failed));
         }
         while (at < s.stop) {
             const lz_records::record r = records.next();
