@@ -257,7 +257,7 @@ class summary_reporter : public benchmark::ConsoleReporter {
                 continue;
             }
             const double seconds = run.real_accumulated_time / double(run.iterations);
-            auto [at, fresh] = best_.try_emplace(run.benchmark_name(), seconds);
+            auto [at, fresh] = best_.try_emplace(run.run_name.function_name, seconds);
             if (!fresh) {
                 at->second = std::min(at->second, seconds);
             }
