@@ -184,7 +184,8 @@ void segmented_deflate::parse(std::size_t index) {
 void segmented_deflate::parse_from_start(segment& s, std::size_t index) {
     const auto window = std::make_unique_for_overwrite<lz_window>();
     window->resume(input_, size_, s.start, s.start > reindexed ? s.start - reindexed : 0);
-    s.records.reserve((s.end - s.start) / 4);
+    // Text takes about a quarter of a byte per byte; more is grown into.
+    s.records.reserve(std::min<std::size_t>((s.end - s.start) / 4, 64u << 20));
     std::size_t position = s.start;
     std::size_t fed = s.start + window->lookahead();
     std::size_t target = index + 1;
