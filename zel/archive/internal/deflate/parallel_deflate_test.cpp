@@ -12,6 +12,7 @@
 #include <new>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "zel/archive/internal/deflate/deflate_encoder.hpp"
@@ -322,6 +323,25 @@ TEST(ParallelDeflateTest, SizesAroundTheThresholdGiveTheSequentialStream) {
         SCOPED_TRACE(size);
         const std::string part = input.substr(0, size);
         EXPECT_TRUE(same_stream(testing::deflated(part), sequential(part)));
+    }
+}
+
+// Callers on several threads share the helper threads; each gets the
+// encoder's stream whether it found helpers free or not.
+TEST(ParallelDeflateTest, CallsFromSeveralThreadsGiveTheSequentialStream) {
+    byte_source b(10);
+    const std::string input = mixed_input(b, parallel_threshold);
+    const std::string expected = sequential(input);
+    std::vector<std::string> streams(3);
+    std::vector<std::thread> callers;
+    for (std::string& stream : streams) {
+        callers.emplace_back([&input, &stream] { stream = testing::deflated(input); });
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    for (const std::string& stream : streams) {
+        EXPECT_TRUE(same_stream(stream, expected));
     }
 }
 
