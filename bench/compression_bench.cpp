@@ -1,13 +1,13 @@
 // Throughput of the archive's compression streams on every reference input,
-// from the empty one to 2 MiB, next to zlib's own deflate at level 6 on the
-// same input in the same run; and inflating: a compressed entry fetched with
-// get_entry, which inflates in one call into a buffer of its recorded size,
-// next to zlib's one-call uncompress of the same stream into a buffer that is
-// already there, on every reference input of 64 KiB and more. After the runs
-// two summary tables give both speeds per input and the geometric mean of
-// their ratios: for deflating over all inputs, small ones included, since
-// callers with many small payloads pay the set-up of each stream as often as
-// they pay for its bytes.
+// from the empty one to 2 MiB, and on two large inputs made of them (all of
+// them one after the other, 7.5 MiB; the scene document 40 times, 23 MiB),
+// next to zlib's own deflate at level 6 on the same input in the same run; and inflating: a
+// compressed entry fetched with get_entry, which inflates in one call into a buffer of its recorded
+// size, next to zlib's one-call uncompress of the same stream into a buffer that is already there,
+// on every reference input of 64 KiB and more. After the runs two summary tables give both speeds
+// per input and the geometric mean of their ratios: for deflating over all inputs, small ones
+// included, since callers with many small payloads pay the set-up of each stream as often as they
+// pay for its bytes.
 //
 //   make bench BENCH=compression_bench
 //   make bench BENCH=compression_bench BENCH_ARGS=--benchmark_repetitions=5
@@ -28,6 +28,7 @@
 
 #include "zel/archive/appender.hpp"
 #include "zel/archive/file_reader.hpp"
+#include "zel/archive/internal/deflate/deflate_encoder.hpp"
 #include "zel/archive/zlib_stream.hpp"
 
 namespace {
@@ -37,6 +38,13 @@ const std::filesystem::path inputs =
 
 const std::string zel_prefix = "deflate/zel/";
 const std::string zlib_prefix = "deflate/zlib6/";
+
+// The large inputs, deflated on several threads from 4 MiB on; the encoder
+// on one thread ("deflate/zel-serial/") runs beside them. Times of deflating
+// are wall times, and the CPU column counts the time of every thread.
+const std::string serial_prefix = "deflate/zel-serial/";
+const std::string all_inputs = "all-inputs-7m";
+const std::string scene_x40 = "scene-xml-x40";
 
 // Inflate is measured on the larger inputs only; its speed is not in
 // question here.
@@ -59,9 +67,28 @@ std::vector<input_file> list_inputs() {
     return files;
 }
 
-std::string read_input(const std::string& name) {
-    std::ifstream in(inputs / name, std::ios::binary);
+std::string read_file(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::string read_input(const std::string& name) {
+    if (name == all_inputs) {
+        std::string all;
+        for (const input_file& file : list_inputs()) {
+            all += read_file(inputs / file.name);
+        }
+        return all;
+    }
+    if (name == scene_x40) {
+        const std::string scene = read_file(inputs / "scene-xml-600k.xml");
+        std::string out;
+        for (int i = 0; i < 40; ++i) {
+            out += scene;
+        }
+        return out;
+    }
+    return read_file(inputs / name);
 }
 
 // zlib's deflate at level 6, driven like the archive's stream: 4096 bytes of
@@ -94,6 +121,27 @@ void deflate_zel(benchmark::State& state, const std::string& name) {
         out.clear();
         vorn::zlib_deflate([&](const char* p, std::size_t n) { out.insert(out.end(), p, p + n); },
                            input.data(), input.size());
+        benchmark::DoNotOptimize(out.data());
+    }
+    set_counters(state, input.size(), out.size());
+}
+
+void deflate_serial(benchmark::State& state, const std::string& name) {
+    const std::string input = read_input(name);
+    std::vector<char> out;
+    for (auto _ : state) {
+        out.clear();
+        vorn::deflate::deflate_encoder encoder;
+        const auto* in = reinterpret_cast<const std::uint8_t*>(input.data());
+        std::size_t in_size = input.size();
+        vorn::deflate::stream_status status;
+        do {
+            std::uint8_t buffer[4096];
+            std::uint8_t* next = buffer;
+            std::size_t left = sizeof buffer;
+            status = encoder.deflate(in, in_size, next, left, true);
+            out.insert(out.end(), buffer, next);
+        } while (status == vorn::deflate::stream_status::ok);
         benchmark::DoNotOptimize(out.data());
     }
     set_counters(state, input.size(), out.size());
@@ -209,7 +257,7 @@ class summary_reporter : public benchmark::ConsoleReporter {
                 continue;
             }
             const double seconds = run.real_accumulated_time / double(run.iterations);
-            auto [at, fresh] = best_.try_emplace(run.benchmark_name(), seconds);
+            auto [at, fresh] = best_.try_emplace(run.run_name.function_name, seconds);
             if (!fresh) {
                 at->second = std::min(at->second, seconds);
             }
@@ -241,10 +289,27 @@ class summary_reporter : public benchmark::ConsoleReporter {
             std::printf("geometric mean of zel/zlib over %d inputs: %.3f\n", count,
                         std::exp(log_sum / count));
         }
+        print_serial_summary();
         print_inflate_summary();
     }
 
   private:
+    // The large inputs deflated by zlib_deflate (on several threads when the
+    // machine has them) next to the encoder on one thread.
+    void print_serial_summary() const {
+        for (const input_file& file : files_) {
+            const auto zel = best_.find(zel_prefix + file.name);
+            const auto serial = best_.find(serial_prefix + file.name);
+            if (zel == best_.end() || serial == best_.end()) {
+                continue;
+            }
+            std::printf("%-28s zlib_deflate %.1f MB/s, one thread %.1f MB/s: %.2f times\n",
+                        file.name.c_str(), megabytes_per_second(file.size, zel->second),
+                        megabytes_per_second(file.size, serial->second),
+                        serial->second / zel->second);
+        }
+    }
+
     // get_entry's speed over uncompress's for each input both ran, and their
     // geometric mean.
     void print_inflate_summary() const {
@@ -278,12 +343,26 @@ class summary_reporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<input_file> files = list_inputs();
-    for (const input_file& file : files) {
-        benchmark::RegisterBenchmark((zel_prefix + file.name).c_str(), deflate_zel, file.name);
-        benchmark::RegisterBenchmark((zlib_prefix + file.name).c_str(), deflate_zlib6, file.name);
+    const std::vector<input_file> reference_files = list_inputs();
+    std::vector<input_file> files = reference_files;
+    for (const std::string& name : {all_inputs, scene_x40}) {
+        files.push_back({name, read_input(name).size()});
     }
     for (const input_file& file : files) {
+        benchmark::RegisterBenchmark((zel_prefix + file.name).c_str(), deflate_zel, file.name)
+            ->MeasureProcessCPUTime()
+            ->UseRealTime();
+        if (file.size >= 4u << 20) {
+            benchmark::RegisterBenchmark((serial_prefix + file.name).c_str(), deflate_serial,
+                                         file.name)
+                ->MeasureProcessCPUTime()
+                ->UseRealTime();
+        }
+        benchmark::RegisterBenchmark((zlib_prefix + file.name).c_str(), deflate_zlib6, file.name)
+            ->MeasureProcessCPUTime()
+            ->UseRealTime();
+    }
+    for (const input_file& file : reference_files) {
         if (file.size >= inflate_min_size) {
             benchmark::RegisterBenchmark(("inflate/" + file.name).c_str(), inflate_zel, file.name);
         }

@@ -6,6 +6,9 @@ include_guard(GLOBAL)
 
 find_package(Boost 1.74 REQUIRED)
 find_package(ZLIB REQUIRED)
+# Large payloads are deflated on several threads.
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
 
 # Header-only or plain libraries without a CMake package of their own.
 function(zel_dependency_headers target header)

@@ -3,12 +3,14 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <new>
 #include <string>
 
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/deflate/deflate_encoder.hpp"
+#include "zel/archive/internal/deflate/parallel_deflate.hpp"
 #include "zel/foundation/exception.hpp"
 
 namespace vorn {
@@ -36,6 +38,11 @@ struct inflate_guard {
 }  // namespace
 
 void zlib_deflate(const zlib_sink& sink, const char* data, std::uint64_t size) {
+    if (size <= std::numeric_limits<std::size_t>::max() &&
+        deflate::deflate_in_parallel(sink, reinterpret_cast<const std::uint8_t*>(data),
+                                     static_cast<std::size_t>(size))) {
+        return;
+    }
     std::unique_ptr<deflate::deflate_encoder> encoder;
     try {
         encoder = std::make_unique<deflate::deflate_encoder>();

@@ -13,6 +13,15 @@
 // stream is. It serves callers who stream; the archive's readers, which know
 // both sizes of every stream, inflate in one call and refuse any stream that
 // is not exactly its record (internal/exact_inflate.hpp).
+//
+// zlib_deflate parses an input of 4 MiB or more on helper threads when some
+// are free (internal/deflate/parallel_deflate.hpp); the stream is the same.
+// The helpers are shared by every call in the process, one fewer than the
+// cores at most, so that callers deflating on many threads at once (as
+// appenders shared between threads do) do not oversubscribe the machine: a
+// call that finds none free deflates on its own thread. The sink is always
+// called on the caller's thread, and the call returns only after every
+// helper it used has stopped.
 #pragma once
 
 #include <cstddef>

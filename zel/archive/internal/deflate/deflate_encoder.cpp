@@ -3,26 +3,16 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <span>
 
-#include "zel/archive/internal/deflate/bit_writer.hpp"
-#include "zel/archive/internal/deflate/block_coder.hpp"
-#include "zel/archive/internal/deflate/lz_block.hpp"
+#include "zel/archive/internal/deflate/block_writer.hpp"
+#include "zel/archive/internal/deflate/greedy_parse.hpp"
 #include "zel/archive/internal/deflate/lz_window.hpp"
 
 namespace vorn::deflate {
 
 namespace {
-
-// Room for the worst coded block of a full record buffer; 16 bytes at its
-// end are kept free as a margin for the last word stored.
-constexpr std::size_t block_output_size = lz_block::capacity * 13 / 10;
-constexpr std::size_t block_output_margin = 16;
-// Blocks of fewer input bytes than this use the fixed codes.
-constexpr std::uint32_t fixed_code_limit = 48;
-// Three-byte matches farther than this cost more than three literals.
-constexpr std::uint32_t far_short_match = 8 * 1024;
 
 enum class step_status { okay, done, bad_call };
 
@@ -30,16 +20,12 @@ enum class step_status { okay, done, bad_call };
 
 struct deflate_encoder::state {
     lz_window window;
-    lz_block block;
-    bit_writer bits;
-    std::array<std::uint8_t, block_output_size> output;
+    block_writer blocks;
 
     std::uint32_t block_start = 0;  // window position of the first byte of the block
-    std::uint32_t block_index = 0;
     std::uint32_t adler = 1;
     // Coded bytes of the last block that did not fit the caller's space.
-    std::size_t pending_offset = 0;
-    std::size_t pending_size = 0;
+    std::span<const std::uint8_t> pending;
     bool begun = false;
     bool finishing = false;
     bool finished = false;
@@ -55,8 +41,7 @@ struct deflate_encoder::state {
                      std::size_t& out_size, bool finish);
     void compress(bool finish);
     bool end_block(bool final_block);
-    void write_stored_block();
-    void deliver(std::size_t size);
+    void deliver(std::span<const std::uint8_t> bytes);
     step_status deliver_pending();
 };
 
@@ -69,16 +54,11 @@ void deflate_encoder::state::compress(bool finish) {
             break;
         }
 
-        const std::uint32_t position = window.position() & lz_window::mask;
-        lz_window::match m = window.find_match();
-        // A match whose distance equals the position within the window is
-        // dropped as well; the stream has always been made that way.
-        if ((m.length == min_match && m.distance >= far_short_match) || position == m.distance) {
-            m.distance = 0;
-        }
+        const lz_window::match m = greedy_choice(window);
+        lz_block& block = blocks.block();
         std::uint32_t advance = 1;
         if (m.distance == 0) {
-            block.add_literal(window.byte_at(position));
+            block.add_literal(window.byte_at(window.position()));
         } else {
             block.add_match(m.length, m.distance);
             advance = m.length;
@@ -94,80 +74,37 @@ void deflate_encoder::state::compress(bool finish) {
 // Codes the block and hands its bytes to the caller. Returns true when some
 // of them are left for the next call.
 bool deflate_encoder::state::end_block(bool final_block) {
-    bits.reset(output.data(), output.data() + output.size() - block_output_margin);
-    pending_offset = 0;
-    pending_size = 0;
-    block.seal();
-
-    if (block_index == 0) {
-        bits.put(0x78, 8);  // deflate, 32 KiB window
-        bits.put(0x01, 8);  // no dictionary, check bits
+    const std::uint32_t total = blocks.block().total_bytes();
+    // The block's bytes are still in the window, in at most two runs, when
+    // the history reaches back to its start.
+    block_writer::stored_runs input;
+    input.present = window.position() - block_start <= window.history();
+    if (input.present) {
+        std::uint32_t first = total;
+        const std::uint8_t* run = window.run_at(block_start, first);
+        input.first = {run, first};
+        std::uint32_t second = total - first;
+        run = window.run_at(block_start + first, second);
+        input.second = {run, second};
     }
-    bits.put(final_block ? 1 : 0, 1);
-
-    const bit_writer::mark before = bits.save();
-    const std::uint32_t total = block.total_bytes();
-    const bool coded = total < fixed_code_limit ? write_fixed_block(bits, block)
-                                                : write_dynamic_block(bits, block);
-    const std::size_t coded_size = static_cast<std::size_t>(bits.next() - before.next);
-    const bool in_window = window.position() - block_start <= window.history();
-    if (total != 0 && coded_size + 1 >= total && in_window) {
-        bits.restore(before);
-        write_stored_block();
-    } else if (!coded) {
-        bits.restore(before);
-        write_fixed_block(bits, block);
-    }
-
-    if (final_block) {
-        bits.align();
-        for (int shift = 24; shift >= 0; shift -= 8) {
-            bits.put((adler >> shift) & 0xFF, 8);
-        }
-    }
-
+    deliver(blocks.end_block(final_block, input, adler));
     block_start += total;
-    block.clear();
-    ++block_index;
-
-    deliver(bits.written());
-    return pending_size != 0;
+    return !pending.empty();
 }
 
-void deflate_encoder::state::write_stored_block() {
-    const std::uint32_t total = block.total_bytes();
-    bits.put(0, 2);
-    bits.align();
-    bits.put(total & 0xFFFF, 16);
-    bits.put(~total & 0xFFFF, 16);
-    // The block's bytes are still in the window, in at most two runs.
-    for (std::uint32_t done = 0; done < total;) {
-        std::uint32_t count = total - done;
-        const std::uint8_t* run = window.run_at(block_start + done, count);
-        bits.put_bytes(run, count);
-        done += count;
+void deflate_encoder::state::deliver(std::span<const std::uint8_t> bytes) {
+    const std::size_t n = std::min(bytes.size(), dst_left);
+    if (n != 0) {
+        std::memcpy(dst, bytes.data(), n);
     }
-}
-
-void deflate_encoder::state::deliver(std::size_t size) {
-    const std::size_t n = std::min(size, dst_left);
-    std::memcpy(dst, output.data(), n);
     dst += n;
     dst_left -= n;
-    if (n < size) {
-        pending_offset = n;
-        pending_size = size - n;
-    }
+    pending = bytes.subspan(n);
 }
 
 step_status deflate_encoder::state::deliver_pending() {
-    const std::size_t n = std::min(pending_size, dst_left);
-    std::memcpy(dst, output.data() + pending_offset, n);
-    dst += n;
-    dst_left -= n;
-    pending_offset += n;
-    pending_size -= n;
-    return finished && pending_size == 0 ? step_status::done : step_status::okay;
+    deliver(pending);
+    return finished && pending.empty() ? step_status::done : step_status::okay;
 }
 
 step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in_size,
@@ -187,7 +124,7 @@ step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in
         return last = step_status::bad_call;
     }
     finishing = finishing || finish;
-    if (pending_size != 0 || finished) {
+    if (!pending.empty() || finished) {
         return report(deliver_pending());
     }
 
@@ -199,7 +136,7 @@ step_status deflate_encoder::state::step(const std::uint8_t* in, std::size_t& in
     if (src != in) {
         adler = static_cast<std::uint32_t>(adler32_z(adler, in, static_cast<z_size_t>(src - in)));
     }
-    if (finish && window.lookahead() == 0 && src_left == 0 && pending_size == 0) {
+    if (finish && window.lookahead() == 0 && src_left == 0 && pending.empty()) {
         end_block(true);
         finished = true;
     }

@@ -43,6 +43,21 @@ class lz_window {
     // can end within it, so the stream ends in the same call.
     void begin(const std::uint8_t* input, std::size_t size, bool whole);
 
+    // Sets the window up as an encoder that was handed the whole input at
+    // once has it after filling at coding position `at`, as far as the
+    // matches it finds from there on can tell. The positions from `indexed`
+    // on are indexed again from cleared heads, so where the encoder's link
+    // leads to a position before `indexed`, this one reads 0 and ends the
+    // chain. With indexed a window or more before at, that changes no match:
+    // every position of the history with the same three bytes as the coding
+    // position lies on its chain before such a link, and past the link the
+    // encoder only reaches positions of the history again (by a 16-bit
+    // distance that wrapped) that were seen already or have other three
+    // bytes, neither of which gives a longer match. Used instead of begin()
+    // and the first fill.
+    void resume(const std::uint8_t* input, std::size_t input_size, std::size_t at,
+                std::size_t indexed);
+
     // Moves up to (max_match - lookahead) bytes from src into the lookahead
     // and indexes the positions whose three bytes are now known. Returns the
     // number of bytes taken.
@@ -123,6 +138,25 @@ inline void lz_window::begin(const std::uint8_t* input, std::size_t size, bool w
     for (std::size_t at = 0; at + min_match <= size; ++at) {
         chain_heads_[hash_of(input + at)] = 0;
     }
+}
+
+inline void lz_window::resume(const std::uint8_t* input, std::size_t input_size, std::size_t at,
+                              std::size_t indexed) {
+    const auto ahead =
+        static_cast<std::uint32_t>(std::min<std::size_t>(max_match, input_size - at));
+    const std::size_t end = at + ahead;
+    chain_heads_.fill(0);
+    // Positions are counted modulo 2^32 as in fill(); links keep their low
+    // 16 bits.
+    for (std::size_t i = indexed; i + min_match <= end; ++i) {
+        link(static_cast<std::uint32_t>(i), hash_of(input + i));
+    }
+    for (std::size_t i = end > size ? end - size : 0; i < end; ++i) {
+        put(static_cast<std::uint32_t>(i) & mask, input[i]);
+    }
+    position_ = static_cast<std::uint32_t>(at);
+    lookahead_ = ahead;
+    history_ = static_cast<std::uint32_t>(std::min<std::size_t>(at, size - ahead));
 }
 
 inline std::size_t lz_window::fill(const std::uint8_t* src, std::size_t available) {
