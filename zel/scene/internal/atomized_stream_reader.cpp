@@ -331,6 +331,9 @@ class stream_reader {
         const bool contents =
             attributes([this](std::string_view attribute, std::string_view value) {
                 block_attributes_.emplace_back(attribute, value);
+                // The handles of the block's own words are wanted once its
+                // parameters are read; the name's lies anywhere in the table.
+                prefetch_atom(value);
             });
         parameters_.clear();
         if (contents) {
@@ -397,6 +400,13 @@ class stream_reader {
             close_tag();
         }
         parameters_.push_back(staged);
+    }
+
+    void prefetch_atom(std::string_view token) const {
+        const std::uint32_t number = tokens::decode(token);
+        if (number < atoms_.size()) {
+            __builtin_prefetch(&*(atoms_.begin() + number));
+        }
     }
 
     // The atom number that a token names, checked against the table.
