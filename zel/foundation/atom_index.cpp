@@ -1,7 +1,10 @@
 #include "zel/foundation/atom_index.hpp"
 
 #include <bit>
+#include <chrono>
 #include <cstring>
+#include <exception>
+#include <random>
 
 namespace vorn {
 
@@ -24,6 +27,23 @@ std::uint64_t mix(std::uint64_t x) noexcept {
     return x;
 }
 
+// A value drawn once per process: texts that a file brings cannot have been
+// chosen to share slots, which would make the index quadratic.
+std::uint64_t process_seed() noexcept {
+    static const std::uint64_t seed = [] {
+        std::uint64_t drawn = 0;
+        try {
+            std::random_device device;
+            drawn = std::uint64_t{device()} << 32 | device();
+        } catch (const std::exception&) {
+            drawn = static_cast<std::uint64_t>(
+                std::chrono::steady_clock::now().time_since_epoch().count());
+        }
+        return mix(drawn | 1);
+    }();
+    return seed;
+}
+
 }  // namespace
 
 // Eight bytes at a time, each word folded in by a multiplication; the last
@@ -31,7 +51,7 @@ std::uint64_t mix(std::uint64_t x) noexcept {
 std::uint32_t atom_index::hash_of(std::string_view text) noexcept {
     const char* p = text.data();
     std::size_t left = text.size();
-    std::uint64_t h = text.size() * multiplier;
+    std::uint64_t h = process_seed() ^ (text.size() * multiplier);
     while (left >= 8) {
         h = std::rotl((h ^ load(p, 8)) * multiplier, 29);
         p += 8;

@@ -8,7 +8,8 @@
 // where a table of whole handles would not. Numbers lie below 0xFFFFFFFF,
 // the mark of an empty slot.
 //
-// The hash is for this index only; nothing of it reaches a file.
+// The hash is for this index only, seeded once per process; nothing of it
+// reaches a file, and atom numbers do not depend on it.
 #pragma once
 
 #include <cstddef>
