@@ -13,7 +13,6 @@
 #include <string_view>
 #include <vector>
 
-
 #include "zel/foundation/atom_index.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/foundation/text_arena.hpp"
