@@ -178,7 +178,6 @@ class zel_block {
     parameter_id find_parameter(std::string_view name) const;
     // No bounds check: id must come from this block.
     parameter parameter_at(parameter_id id) const;
-    const parameter_atoms& parameter_atoms_at(parameter_id id) const { return nodes_[id].atoms; }
     // Rewrites the value and the type of one parameter; unit, tag, name and
     // position stay. The handles must be atoms of atoms() or unset.
     void set_parameter(parameter_id id, intrusive_string value, intrusive_string type);
@@ -229,8 +228,8 @@ class zel_block {
                        const std::string& target, const std::string& library);
     void add_stored_binary(const std::string& name, const std::string& stored_name);
     // The run of that name, found by a scan of the nodes while the block is
-    // small, and by the index once it is not.
-    // number may be no_atom for a lookup by text alone.
+    // small, and by the index once it is not; number, the name's atom, may be
+    // no_atom for a lookup by text alone.
     name_run find_run(std::uint32_t number, std::string_view name) const;
     intrusive_string handle(std::uint32_t number) const noexcept {
         return number == no_atom ? intrusive_string() : atoms_->at(number);
