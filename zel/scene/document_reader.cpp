@@ -126,10 +126,7 @@ class document_reader {
         for (const element* a = table.first_node(); a != nullptr; a = a->next_sibling()) {
             atoms_.append(a->value(), static_cast<std::uint32_t>(a->value_size()));
         }
-        name_token_ = tokens::token_of_word(atoms_, texts::name_attribute, name_buffer_);
-        type_token_ = tokens::token_of_word(atoms_, texts::type_attribute, type_buffer_);
-        unit_token_ = tokens::token_of_word(atoms_, texts::unit_attribute, unit_buffer_);
-        tag_token_ = tokens::token_of_word(atoms_, texts::tag_attribute, tag_buffer_);
+        words_.find(atoms_);
         read_atomized_blocks(required_child(root, texts::metadata_element), state_.metadata_blocks);
         const element& scene = required_child(root, texts::scene_element);
         size_table(scene);
@@ -197,7 +194,7 @@ class document_reader {
             const xml_attribute* name = nullptr;
             for (const xml_attribute* a = e->first_attribute(); a != nullptr;
                  a = a->next_attribute()) {
-                if (name_of(*a) == name_token_) {
+                if (name_of(*a) == words_.name) {
                     name = name != nullptr ? name : a;
                     continue;
                 }
@@ -221,11 +218,11 @@ class document_reader {
         const xml_attribute* tag = nullptr;
         for (const xml_attribute* a = p.first_attribute(); a != nullptr; a = a->next_attribute()) {
             const std::string_view name = name_of(*a);
-            if (type == nullptr && name == type_token_) {
+            if (type == nullptr && name == words_.type) {
                 type = a;
-            } else if (unit == nullptr && name == unit_token_) {
+            } else if (unit == nullptr && name == words_.unit) {
                 unit = a;
-            } else if (tag == nullptr && name == tag_token_) {
+            } else if (tag == nullptr && name == words_.tag) {
                 tag = a;
             }
         }
@@ -258,14 +255,7 @@ class document_reader {
     zel_file_index& index_;
     zel_file_index::state& state_;
     atom_table& atoms_;
-    char name_buffer_[tokens::max_digits] = {};
-    char type_buffer_[tokens::max_digits] = {};
-    char unit_buffer_[tokens::max_digits] = {};
-    char tag_buffer_[tokens::max_digits] = {};
-    std::string_view name_token_;
-    std::string_view type_token_;
-    std::string_view unit_token_;
-    std::string_view tag_token_;
+    tokens::attribute_words words_;
 };
 
 }  // namespace

@@ -138,10 +138,7 @@ class stream_reader {
         p_ = atoms_begin;
         atoms_.reserve(static_cast<std::size_t>(atoms_end - atoms_begin) / 8);
         read_atoms(atoms_end);
-        name_token_ = tokens::token_of_word(atoms_, texts::name_attribute, name_buffer_);
-        type_token_ = tokens::token_of_word(atoms_, texts::type_attribute, type_buffer_);
-        unit_token_ = tokens::token_of_word(atoms_, texts::unit_attribute, unit_buffer_);
-        tag_token_ = tokens::token_of_word(atoms_, texts::tag_attribute, tag_buffer_);
+        words_.find(atoms_);
 
         p_ = metadata_begin;
         read_blocks(metadata_end);
@@ -356,7 +353,7 @@ class stream_reader {
         }
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
-            if (attribute == name_token_) {
+            if (attribute == words_.name) {
                 block_name = block_name != nullptr ? block_name : &value;
                 continue;
             }
@@ -381,13 +378,13 @@ class stream_reader {
         bool has_unit = false;
         bool has_tag = false;
         const bool contents = attributes([&](std::string_view attribute, std::string_view value) {
-            if (!has_type && attribute == type_token_) {
+            if (!has_type && attribute == words_.type) {
                 staged.type = number_of(value);
                 has_type = true;
-            } else if (!has_unit && attribute == unit_token_) {
+            } else if (!has_unit && attribute == words_.unit) {
                 staged.unit = number_of(value);
                 has_unit = true;
-            } else if (!has_tag && attribute == tag_token_) {
+            } else if (!has_tag && attribute == words_.tag) {
                 staged.tag = number_of(value);
                 has_tag = true;
             }
@@ -435,14 +432,7 @@ class stream_reader {
     std::vector<zel_block::parameter_atoms> parameters_;
     bool empty_atoms_ = false;
     std::vector<std::pair<intrusive_string, zel_block*>> pending_;
-    char name_buffer_[tokens::max_digits] = {};
-    char type_buffer_[tokens::max_digits] = {};
-    char unit_buffer_[tokens::max_digits] = {};
-    char tag_buffer_[tokens::max_digits] = {};
-    std::string_view name_token_;
-    std::string_view type_token_;
-    std::string_view unit_token_;
-    std::string_view tag_token_;
+    tokens::attribute_words words_;
 };
 
 }  // namespace

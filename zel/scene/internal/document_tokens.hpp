@@ -11,6 +11,7 @@
 
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/intrusive_string.hpp"
+#include "zel/scene/internal/scene_texts.hpp"
 
 namespace vorn::zel::tokens {
 
@@ -62,5 +63,30 @@ inline std::string_view token_of_word(atom_table& atoms, std::string_view word,
     }
     return {buffer, encode(static_cast<std::uint32_t>(found), buffer)};
 }
+
+// The tokens of the four attribute words name, type, unit and tag in a
+// document just read, each in a buffer of its own.
+class attribute_words {
+  public:
+    attribute_words() = default;
+    // The views point into this object's buffers.
+    attribute_words(const attribute_words&) = delete;
+    attribute_words& operator=(const attribute_words&) = delete;
+
+    void find(atom_table& atoms) {
+        name = token_of_word(atoms, texts::name_attribute, buffers_[0]);
+        type = token_of_word(atoms, texts::type_attribute, buffers_[1]);
+        unit = token_of_word(atoms, texts::unit_attribute, buffers_[2]);
+        tag = token_of_word(atoms, texts::tag_attribute, buffers_[3]);
+    }
+
+    std::string_view name;
+    std::string_view type;
+    std::string_view unit;
+    std::string_view tag;
+
+  private:
+    char buffers_[4][max_digits] = {};
+};
 
 }  // namespace vorn::zel::tokens
