@@ -12,7 +12,8 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "tools/remote_arguments.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/writer/contents_file.hpp"
 #include "zel/writer/link_check.hpp"
@@ -25,7 +26,8 @@ const char* plural(std::size_t count, const char* one, const char* more) {
     return count == 1 ? one : more;
 }
 
-zel::link_checker checker_of(const std::vector<std::string>& libraries) {
+zel::link_checker checker_of(const std::vector<std::string>& libraries,
+                             const zela::remote_options& options) {
     zel::link_checker checker;
     std::set<std::string> aliases;
     for (const std::string& library : libraries) {
@@ -37,8 +39,9 @@ zel::link_checker checker_of(const std::vector<std::string>& libraries) {
         if (!aliases.insert(alias).second) {
             throw usage_error("library alias " + alias + " given twice");
         }
-        checker.add_library(alias,
-                            std::make_shared<zel::zel_contents_file>(library.substr(equals + 1)));
+        const std::string location = library.substr(equals + 1);
+        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(
+                                       zela::open_archive_reader(location, options), location));
     }
     return checker;
 }
@@ -70,20 +73,23 @@ void print_report(const std::string& package, const zel::link_report& report) {
 }
 
 int run_check(const std::vector<std::string>& args) {
-    const arguments parsed(args, {}, {"--library"});
+    const arguments parsed(args, {}, {"--library", cache_option, timeout_option, cacert_option});
     const std::string package = parsed.operands(1, 1)[0];
-    const zel::link_checker checker = checker_of(parsed.values("--library"));
-    const zel::zel_file_index scene(std::make_shared<zela::zel_archive_file_reader>(package),
+    const zela::remote_options options = remote_options_of(parsed);
+    const zel::link_checker checker = checker_of(parsed.values("--library"), options);
+    const zel::zel_file_index scene(zela::open_archive_reader(package, options),
                                     "__zel_index__.xml");
     const zel::link_report report = checker.check(scene);
-    print_report(package, report);
+    print_report(shown_location(package), report);
     return report.sound() ? exit_success : exit_failure;
 }
 
 }  // namespace
 
 const command check_command = {
-    "check", "PACKAGE [--library ALIAS=FILE.zelc]...", "prove every link of a package",
+    "check",
+    "PACKAGE [--library ALIAS=FILE.zelc]...",
+    "prove every link of a package",
     "Proves every link of the scene of PACKAGE: a local link must name a block of\n"
     "the package, a local binary link an entry of it, and a link into a library a\n"
     "block or binary of that library, whose contents file is given with --library\n"
@@ -91,6 +97,7 @@ const command check_command = {
     "for each broken link, the package's external_refs and a summary, and exits\n"
     "with status 1 if any link is broken, or if links use an alias that the\n"
     "package's external_refs do not list.\n",
-    run_check};
+    run_check,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -15,7 +15,8 @@
 #include "tools/command.hpp"
 #include "tools/file_order.hpp"
 #include "tools/printable.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "tools/remote_arguments.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
 
@@ -31,7 +32,7 @@ std::string hex(std::uint64_t value) {
 
 class package_check {
   public:
-    explicit package_check(const zela::zel_archive_file_reader& reader) : reader_(reader) {}
+    explicit package_check(const zela::zel_archive_reader& reader) : reader_(reader) {}
 
     // Checks every entry; the number of problems found.
     std::size_t run() {
@@ -66,35 +67,40 @@ class package_check {
         }
     }
 
-    const zela::zel_archive_file_reader& reader_;
+    const zela::zel_archive_reader& reader_;
     std::size_t problems_ = 0;
 };
 
 int run_verify(const std::vector<std::string>& args) {
-    const std::string package = arguments(args, {}).operands(1, 1)[0];
-    const zela::zel_archive_file_reader reader(package);
+    const arguments parsed(args, {}, {cache_option, timeout_option, cacert_option});
+    const std::string package = parsed.operands(1, 1)[0];
+    const auto reader = zela::open_archive_reader(package, remote_options_of(parsed));
     std::vector<std::string> names;
-    reader.list_entries(names);
-    const std::size_t problems = package_check(reader).run();
+    reader->list_entries(names);
+    const std::size_t problems = package_check(*reader).run();
     if (problems != 0) {
-        std::printf("%s: %zu %s in %zu entries\n", printable(package).c_str(), problems,
-                    problems == 1 ? "problem" : "problems", names.size());
+        std::printf("%s: %zu %s in %zu entries\n", printable(shown_location(package)).c_str(),
+                    problems, problems == 1 ? "problem" : "problems", names.size());
         return exit_failure;
     }
-    std::printf("%s: header, table of contents and %zu %s sound\n", printable(package).c_str(),
-                names.size(), names.size() == 1 ? "entry is" : "entries are");
+    std::printf("%s: header, table of contents and %zu %s sound\n",
+                printable(shown_location(package)).c_str(), names.size(),
+                names.size() == 1 ? "entry is" : "entries are");
     return exit_success;
 }
 
 }  // namespace
 
 const command verify_command = {
-    "verify", "PACKAGE", "check a package for damage",
+    "verify",
+    "PACKAGE",
+    "check a package for damage",
     "Checks the header and the table of contents of PACKAGE, then every entry: that\n"
     "it lies within the file at a multiple of 16, apart from the header, the table of\n"
     "contents and the other entries; that its stored bytes hash to the recorded\n"
     "value; and that a deflated entry inflates to exactly its recorded size. Prints\n"
     "each problem found and exits with status 1 if there is any.\n",
-    run_verify};
+    run_verify,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -47,9 +47,9 @@ inline constexpr const char* openssl_program = "/usr/bin/openssl";
 struct nginx_config {
     bool tls = false;
     // The body of "location / { ... }"; empty serves the files under root().
-    std::string location;
+    std::string location = {};
     // Directives at the level of "http { ... }", before the server.
-    std::string http;
+    std::string http = {};
 };
 
 // One line of the access log.
