@@ -208,5 +208,62 @@ TEST(RemoteRequestsTest, ProcessesSharingANodeCacheFetchEachEntryOnce) {
     expect_one_round_trip(since(served.server(), seen), size);
 }
 
+// The blocks of nginx configuration in doc/remote_packages.md, in order.
+std::vector<std::string> documented_nginx_blocks() {
+    const std::string doc = read_file(fs::path(ZEL_DOC_DIR) / "remote_packages.md");
+    const std::string open = "```nginx\n";
+    std::vector<std::string> blocks;
+    for (std::size_t at = 0; (at = doc.find(open, at)) != std::string::npos;) {
+        at += open.size();
+        const std::size_t end = doc.find("```", at);
+        blocks.push_back(doc.substr(at, end - at));
+        at = end;
+    }
+    return blocks;
+}
+
+void replace_all(std::string& text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+}
+
+TEST(RemoteProxyTest, TheDocumentedCachingProxyServesTheStoresBytesAndAsksItOnce) {
+    served_packages store;
+    scratch_directory scratch;
+    make_demo_packages(store.root(), scratch.path());
+    make_counted_package(store.root(), scratch.path());
+    std::vector<std::string> blocks = documented_nginx_blocks();
+    ASSERT_EQ(blocks.size(), 2u);
+    for (std::string& block : blocks) {
+        replace_all(block, "/var/cache/zel-packages", (scratch.path() / "proxy-cache").string());
+        std::string origin = store.server().base_url();
+        origin.pop_back();
+        replace_all(block, "https://store.example.net", origin);
+    }
+    nginx_config config;
+    config.http = blocks[0];
+    config.server = blocks[1];
+    const nginx_server proxy(config);
+    store.read_through(proxy.base_url());
+
+    const std::vector<std::vector<std::string>> reads = {
+        {"ls", "@scene.zel"},
+        {"verify", "@counted.zel"},
+        {"cat", "--raw", "@counted.zel", "big.bin"},
+        {"check", "@scene.zel", "--library", "FerraneLibrary=@content/library.zelc", "--library",
+         "OblisLibrary=@content/oblis_library.zelc"},
+    };
+    for (const auto& args : reads) {
+        store.expect_same(args);
+    }
+    // Another node, with no cache of its own: the proxy answers it alone.
+    const std::size_t asked = store.server().requests().size();
+    for (const auto& args : reads) {
+        EXPECT_TRUE(store.remote(args).succeeded()) << served_packages::describe(args);
+    }
+    EXPECT_EQ(store.server().requests().size(), asked);
+}
+
 }  // namespace
 }  // namespace vorn::testing

@@ -61,6 +61,9 @@ class served_packages {
 
     nginx_server& server() { return server_; }
     fs::path root() const { return server_.root(); }
+    // Remote runs go to base_url from now on: a proxy in front of the server.
+    void read_through(std::string base_url) { front_ = std::move(base_url); }
+    std::string base_url() const { return front_.empty() ? server_.base_url() : front_; }
 
     process_result local(const std::vector<std::string>& args) {
         return run(args, [&](const std::string& name) { return (root() / name).string(); }, {});
@@ -74,14 +77,14 @@ class served_packages {
             options.insert(options.end(), {"--cacert", server_.ca_file().string()});
         }
         return run(
-            args, [&](const std::string& name) { return server_.url(name) + "?" + signature; },
+            args, [&](const std::string& name) { return base_url() + name + "?" + signature; },
             options);
     }
 
     // What the remote run printed, with each URL turned into the path that
     // the local run printed in its place.
     std::string as_local(std::string text) const {
-        const std::string from = server_.base_url();
+        const std::string from = base_url();
         const std::string to = root().string() + "/";
         for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
             text.replace(at, from.size(), to);
@@ -127,6 +130,7 @@ class served_packages {
     }
 
     nginx_server server_;
+    std::string front_;
     scratch_directory scratch_;
     int runs_ = 0;
 };

@@ -46,8 +46,9 @@ inline constexpr const char* openssl_program = "/usr/bin/openssl";
 
 struct nginx_config {
     bool tls = false;
-    // The body of "location / { ... }"; empty serves the files under root().
-    std::string location = {};
+    // Directives inside "server { ... }", in place of serving the files
+    // under root(): the locations of a proxy, say.
+    std::string server = {};
     // Directives at the level of "http { ... }", before the server.
     std::string http = {};
 };
@@ -192,10 +193,9 @@ class nginx_server {
             text += "    ssl_certificate_key " + home_dir + "/key.pem;\n";
         }
         text += "    location ^~ /.log-mark- { return 204; }\n";
-        text += "    location / {\n";
-        text +=
-            config_.location.empty() ? "      root " + root().string() + ";\n" : config_.location;
-        text += "    }\n  }\n}\n";
+        text += config_.server.empty() ? "    location / { root " + root().string() + "; }\n"
+                                       : config_.server;
+        text += "  }\n}\n";
         return text;
     }
 
