@@ -1,0 +1,348 @@
+// Reading a scene whose binaries live in a content library on a web server:
+// what it costs the server, the network and the clock, beside the same work
+// on the local files and beside downloading the whole library with curl.
+//
+// Input: a content library of 10,000 binaries of about 100 KiB, half stored
+// as given (".png", random bytes) and half deflated (".bin", text), and four
+// stored entries of 64 MiB, 1.3 GB in all; a scene package of 200 blocks,
+// each linking one binary of the library, spread over all of it. nginx
+// serves both on loopback, from the distribution's package.
+//
+// Runs, each with a fresh resolver over the scene:
+//   local        the files on disk
+//   remote cold  the URLs, with an empty node cache
+//   remote warm  the URLs again, with the node cache the cold run filled
+// Each opens the scene package, reads its scene, resolves every link into
+// the library, and fetches every binary the scene uses in one batch. The
+// counts of requests and bytes come from nginx's access log; "bytes used"
+// are the stored bytes of the entries the scene uses, and "round trips" the
+// wall time of the batch over that of fetching one of its binaries alone.
+// Then the large entries, one request each, beside curl fetching the same
+// byte ranges; and curl downloading the whole library.
+//
+//   make bench BENCH=remote_bench [BENCH_ARGS="--keep DIR"]
+//
+// --keep DIR writes the inputs to DIR once and serves them from there in
+// later runs; without it they are written to a scratch directory each run.
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
+#include "zel/archive/remote_options.hpp"
+#include "zel/foundation/generic_param.hpp"
+#include "zel/scene/file_index.hpp"
+#include "zel/testing/child_process_test.hpp"
+#include "zel/testing/nginx_server_test.hpp"
+#include "zel/testing/scratch_directory_test.hpp"
+#include "zel/writer/file_writer.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace vorn;
+using clock_type = std::chrono::steady_clock;
+
+constexpr int binary_count = 10000;
+constexpr std::size_t binary_size = 100 * 1024;
+constexpr int large_count = 4;
+constexpr std::size_t large_size = std::size_t{64} << 20;
+constexpr int linked_count = 200;
+constexpr const char* alias = "TextureLibrary";
+constexpr const char* curl_program = "/usr/bin/curl";
+
+double seconds_since(clock_type::time_point start) {
+    return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// Random bytes for a stored binary, text for a deflated one; number makes
+// every binary differ from every other.
+std::string binary_bytes(int number, std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint64_t x = static_cast<std::uint64_t>(number) * 0x9E3779B97F4A7C15 + 1;
+    static const char* const words[] = {"mesh ", "light ", "plate ", "wood ", "0.25 ", "1.0 "};
+    std::size_t at = 0;
+    while (at < bytes.size()) {
+        x ^= x << 13;
+        x ^= x >> 7;
+        x ^= x << 17;
+        if (number % 2 == 0) {
+            bytes[at++] = static_cast<char>(x >> 56);
+            continue;
+        }
+        for (const char* w = words[x % 6]; *w != '\0' && at < bytes.size(); ++w) {
+            bytes[at++] = *w;
+        }
+    }
+    return bytes;
+}
+
+std::string binary_name(int number) {
+    char name[32];
+    std::snprintf(name, sizeof name, "textures/t%05d.%s", number, number % 2 == 0 ? "png" : "bin");
+    return name;
+}
+
+std::string large_name(int number) {
+    return "large/l" + std::to_string(number) + ".png";
+}
+
+void write_library(const fs::path& path) {
+    zel::zel_file_writer writer(path, false, true);
+    writer.add_uncompressed_extension(".png");
+    zel::zel_block& catalogue = writer.add_block("texture_set", "all");
+    for (int i = 0; i < binary_count; ++i) {
+        const std::string bytes = binary_bytes(i, binary_size + static_cast<std::size_t>(i % 97));
+        catalogue.add_binary_link_with_data("t" + std::to_string(i), binary_name(i), bytes.data(),
+                                            bytes.size());
+    }
+    for (int i = 0; i < large_count; ++i) {
+        const std::string bytes = binary_bytes(2 * (binary_count + i), large_size);
+        writer.add_binary_data(large_name(i), bytes.data(), bytes.size());
+    }
+    writer.close();
+}
+
+// The binary that block i of the scene links: spread over the library.
+int linked_binary(int i) {
+    return i * (binary_count / linked_count) + (i * 7) % (binary_count / linked_count);
+}
+
+void write_scene(const fs::path& path) {
+    zel::zel_file_writer writer(path, false, true);
+    writer.add_referenced_library(alias);
+    for (int i = 0; i < linked_count; ++i) {
+        zel::zel_block& material = writer.add_block("material", "m" + std::to_string(i));
+        material.add_parameter("roughness", generic_param(0.25f + 0.001f * i));
+        material.add_binary_link("texture", binary_name(linked_binary(i)), alias);
+    }
+    writer.close();
+}
+
+struct traffic {
+    std::size_t requests = 0;
+    std::uint64_t bytes = 0;
+};
+
+class counted_server {
+  public:
+    explicit counted_server(testing::nginx_server& server) : server_(server) {}
+
+    // What the server answered since the last call.
+    traffic since_last() {
+        const auto all = server_.requests();
+        traffic t;
+        for (std::size_t i = seen_; i < all.size(); ++i) {
+            ++t.requests;
+            t.bytes += all[i].body_bytes;
+        }
+        seen_ = all.size();
+        return t;
+    }
+
+  private:
+    testing::nginx_server& server_;
+    std::size_t seen_ = 0;
+};
+
+struct run_result {
+    const char* what;
+    bool counted = false;  // served by nginx, whose log counts the traffic
+    traffic open;
+    traffic batch;
+    double open_seconds = 0;
+    double batch_seconds = 0;
+    double single_seconds = 0;
+    std::uint64_t used = 0;
+};
+
+// The links of the scene into the library, as entry names.
+std::vector<std::string> linked_entries(const zel::zel_file_index& scene) {
+    std::vector<std::string> names;
+    scene.visit_blocks([&](intrusive_string, zel::zel_block& block) {
+        for (const zel::zel_block::parameter& p : block.parameters()) {
+            if (p.value.type().view() != "binary") {
+                continue;
+            }
+            const std::string value = p.value.value().str();
+            const std::size_t hash = value.find('#');
+            if (value.compare(0, hash, alias) == 0) {
+                names.push_back(value.substr(hash + 1));
+            }
+        }
+    });
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+run_result run(const char* what, const std::string& scene_location,
+               const std::string& library_location, const zela::remote_options& options,
+               counted_server* server) {
+    run_result r{what, server != nullptr, {}, {}};
+    if (server != nullptr) {
+        server->since_last();
+    }
+    auto start = clock_type::now();
+    const zel::zel_file_index scene(zela::open_archive_reader(scene_location, options),
+                                    "__zel_index__.xml");
+    const auto library = zela::open_archive_reader(library_location, options);
+    r.open_seconds = seconds_since(start);
+    if (server != nullptr) {
+        r.open = server->since_last();
+    }
+    const std::vector<std::string> names = linked_entries(scene);
+    for (const std::string& name : names) {
+        r.used += library->get_entry_record(name)->csize;
+    }
+    start = clock_type::now();
+    const auto payloads = library->get_entries(names);
+    r.batch_seconds = seconds_since(start);
+    if (server != nullptr) {
+        r.batch = server->since_last();
+    }
+    // One binary of the scene alone, from a reader of its own, for the
+    // time of one round trip that fetches a binary.
+    const auto alone = zela::open_archive_reader(library_location, options);
+    start = clock_type::now();
+    alone->get_entry(names[names.size() / 2]);
+    r.single_seconds = seconds_since(start);
+    if (server != nullptr) {
+        server->since_last();
+    }
+    std::uint64_t payload = 0;
+    for (const auto& p : payloads) {
+        payload += p->size();
+    }
+    if (payloads.size() != names.size() || payload == 0) {
+        throw std::runtime_error(std::string(what) + ": wrong payloads");
+    }
+    return r;
+}
+
+double megabytes_per_second(std::uint64_t bytes, double seconds) {
+    return static_cast<double>(bytes) / 1e6 / seconds;
+}
+
+// curl fetching url (a byte range of it, if range is not empty) to
+// /dev/null; the seconds the transfer took by curl's own clock, which leaves
+// out the start of the process.
+double curl_seconds(const std::string& url, const std::string& range, const fs::path& scratch) {
+    std::vector<std::string> argv = {curl_program, "-sS", "-o", "/dev/null", "-w", "%{time_total}"};
+    if (!range.empty()) {
+        argv.insert(argv.end(), {"-r", range});
+    }
+    argv.push_back(url);
+    const testing::process_result done =
+        testing::run_process(argv, scratch, scratch, std::chrono::minutes(10), "curl");
+    if (!done.succeeded()) {
+        throw std::runtime_error("curl failed: " + done.err);
+    }
+    return std::stod(done.out);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    fs::path keep;
+    if (argc == 3 && std::strcmp(argv[1], "--keep") == 0) {
+        keep = argv[2];
+    } else if (argc != 1) {
+        std::fprintf(stderr, "usage: remote_bench [--keep DIR]\n");
+        return 2;
+    }
+    try {
+        testing::scratch_directory scratch;
+        const fs::path inputs = keep.empty() ? scratch.path() / "inputs" : keep;
+        fs::create_directories(inputs);
+        if (!fs::exists(inputs / "library.zel") || !fs::exists(inputs / "scene.zel")) {
+            std::printf("writing the inputs to %s ...\n", inputs.string().c_str());
+            std::fflush(stdout);
+            write_library(inputs / "library.zel");
+            write_scene(inputs / "scene.zel");
+        }
+        testing::nginx_server server;
+        for (const char* name : {"library.zel", "scene.zel"}) {
+            fs::create_symlink(fs::absolute(inputs / name), server.root() / name);
+        }
+        counted_server counted(server);
+        const std::uint64_t library_size = fs::file_size(inputs / "library.zel");
+        std::printf(
+            "library: %d binaries of about %zu KiB (half deflated) and %d of %zu MiB, "
+            "%.1f MB; scene: %d links into it\n\n",
+            binary_count, binary_size >> 10, large_count, large_size >> 20,
+            static_cast<double>(library_size) / 1e6, linked_count);
+
+        zela::remote_options cold;
+        cold.cache_directory = scratch.path() / "node-cache";
+        const zela::remote_options warm = cold;
+        const run_result results[] = {
+            run("local", (inputs / "scene.zel").string(), (inputs / "library.zel").string(), {},
+                nullptr),
+            run("remote, cold cache", server.url("scene.zel"), server.url("library.zel"), cold,
+                &counted),
+            run("remote, warm cache", server.url("scene.zel"), server.url("library.zel"), warm,
+                &counted),
+            run("remote, no cache", server.url("scene.zel"), server.url("library.zel"), {},
+                &counted),
+        };
+
+        std::printf("%-20s %10s %10s %12s %10s %12s %12s %12s %11s\n", "", "open", "open", "open",
+                    "binaries", "binaries", "bytes", "binaries", "round");
+        std::printf("%-20s %10s %10s %12s %10s %12s %12s %12s %11s\n", "run", "requests", "bytes",
+                    "time", "requests", "bytes", "used", "time", "trips");
+        for (const run_result& r : results) {
+            const bool local = !r.counted;
+            std::printf("%-20s %10s %10s %9.2f ms %10s %12s %12" PRIu64 " %9.2f ms %11.1f\n",
+                        r.what, local ? "-" : std::to_string(r.open.requests).c_str(),
+                        local ? "-" : std::to_string(r.open.bytes).c_str(), r.open_seconds * 1e3,
+                        local ? "-" : std::to_string(r.batch.requests).c_str(),
+                        local ? "-" : std::to_string(r.batch.bytes).c_str(), r.used,
+                        r.batch_seconds * 1e3, r.batch_seconds / r.single_seconds);
+        }
+
+        // Large entries: the reader's one request each against curl's.
+        const auto reader = zela::open_archive_reader(server.url("library.zel"));
+        const zela::zel_archive_file_reader local_reader(inputs / "library.zel");
+        double reader_seconds = 0;
+        double curl_total = 0;
+        std::uint64_t large_bytes = 0;
+        for (int i = 0; i < large_count; ++i) {
+            const auto* record = local_reader.get_entry_record(large_name(i));
+            auto start = clock_type::now();
+            large_bytes += reader->get_raw_entry(large_name(i))->size();
+            reader_seconds += seconds_since(start);
+            curl_total += curl_seconds(
+                server.url("library.zel"),
+                std::to_string(record->off) + "-" + std::to_string(record->off + record->csize - 1),
+                scratch.path());
+        }
+        const double whole = curl_seconds(server.url("library.zel"), "", scratch.path());
+        std::printf("\n%-44s %12s %12s\n", "transfer", "time", "speed");
+        std::printf("%-44s %9.1f ms %7.0f MB/s\n", "reader: 4 large entries, one request each",
+                    reader_seconds * 1e3, megabytes_per_second(large_bytes, reader_seconds));
+        std::printf("%-44s %9.1f ms %7.0f MB/s\n", "curl: the same byte ranges", curl_total * 1e3,
+                    megabytes_per_second(large_bytes, curl_total));
+        std::printf("%-44s %9.1f ms %7.0f MB/s\n", "curl: the whole library", whole * 1e3,
+                    megabytes_per_second(library_size, whole));
+        std::printf("reader at %.0f%% of curl's speed on the large entries\n",
+                    100 * curl_total / reader_seconds);
+
+        rusage usage{};
+        ::getrusage(RUSAGE_SELF, &usage);
+        std::printf("\npeak memory: %.1f MB\n", static_cast<double>(usage.ru_maxrss) / 1024);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "remote_bench: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}
