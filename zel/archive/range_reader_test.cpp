@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "zel/archive/appender.hpp"
@@ -173,6 +175,71 @@ TEST(RangeReaderTest, BatchMergesNeighboursAndKeepsTheOrderOfNames) {
         }
         const auto raw = remote.get_raw_entries({"c1"});
         EXPECT_EQ(text_of(raw[0]), text_of(local.get_raw_entry("c1")));
+    }
+}
+
+TEST(RangeReaderTest, NodeCacheServesEntriesOfEveryPackageThatHoldsTheirBytes) {
+    const sample_package p;
+    const testing::scratch_directory cache;
+    testing::http_test_server server;
+    server.put("/sample.zel", p.bytes, "\"v1\"");
+    server.put("/copy.zel", p.bytes, "\"c1\"");
+    const zel_archive_file_reader local(p.path);
+    remote_options o = quick_options();
+    o.cache_directory = cache.path();
+    o.tail_size = 48;
+    {
+        const zel_archive_range_reader first(server.url("/sample.zel"), o);
+        first.get_entries(p.names);
+        EXPECT_GT(first.requests_made(), 3u);
+    }
+    // Opening always asks the server; the entries come from the cache, also
+    // for another package that holds the same bytes.
+    const zel_archive_range_reader second(server.url("/copy.zel"), o);
+    expect_same_archive(second, local, p.names);
+    EXPECT_EQ(second.get_entries(p.names).size(), p.names.size());
+    EXPECT_EQ(second.requests_made(), 3u);
+
+    // A cache file damaged since is found out and its bytes fetched again.
+    const auto* big = local.get_entry_record("big.bin");
+    const auto file = node_cache(cache.path(), o.cache_budget).path_of({big->hash, big->csize});
+    std::filesystem::resize_file(file, 1000);
+    EXPECT_EQ(text_of(second.get_entry("big.bin")), text_of(local.get_entry("big.bin")));
+    EXPECT_EQ(second.requests_made(), 4u);
+    EXPECT_EQ(std::filesystem::file_size(file), big->csize);
+}
+
+TEST(RangeReaderTest, ThreadsWithTheirOwnReadersShareOneNodeCache) {
+    const sample_package p;
+    const testing::scratch_directory cache;
+    testing::http_test_server server;
+    server.put("/sample.zel", p.bytes, "\"v1\"");
+    const zel_archive_file_reader local(p.path);
+    remote_options o = quick_options();
+    o.cache_directory = cache.path();
+    o.tail_size = 48;
+    std::vector<std::string> failures(8);
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < failures.size(); ++t) {
+        threads.emplace_back([&, t] {
+            try {
+                const zel_archive_range_reader remote(server.url("/sample.zel"), o);
+                const auto got = remote.get_entries(p.names);
+                for (std::size_t i = 0; i < got.size(); ++i) {
+                    if (text_of(got[i]) != text_of(local.get_entry(p.names[i]))) {
+                        failures[t] += p.names[i] + " ";
+                    }
+                }
+            } catch (const std::exception& e) {
+                failures[t] = e.what();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (const auto& failure : failures) {
+        EXPECT_EQ(failure, "");
     }
 }
 
