@@ -4,7 +4,7 @@
 #include <cctype>
 
 #include "zel/archive/file_reader.hpp"
-#include "zel/foundation/exception.hpp"
+#include "zel/archive/range_reader.hpp"
 
 namespace vorn::zela {
 
@@ -24,9 +24,9 @@ bool is_url(std::string_view location) {
 }
 
 std::shared_ptr<zel_archive_reader> open_archive_reader(const std::string& location,
-                                                        const remote_options&) {
+                                                        const remote_options& options) {
     if (is_url(location)) {
-        throw zel_archive_exception("this build cannot read packages over HTTP");
+        return std::make_shared<zel_archive_range_reader>(location, options);
     }
     return std::make_shared<zel_archive_file_reader>(location);
 }

@@ -37,6 +37,9 @@ struct remote_options {
     std::uint64_t merge_gap = std::uint64_t{64} << 10;
     // The most bytes one merged request may span.
     std::uint64_t max_merged_size = std::uint64_t{8} << 20;
+    // The most bytes taken from a server that ignores Range and answers with
+    // the whole object, which then serves as the package's image in memory.
+    std::uint64_t max_whole_object = std::uint64_t{4} << 30;
 };
 
 }  // namespace vorn::zela
