@@ -15,6 +15,7 @@
 
 #include "tools/remote_tool_test.hpp"
 #include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/archive/remote_options.hpp"
 #include "zel/testing/streams_test.hpp"
 
@@ -206,6 +207,70 @@ TEST(RemoteRequestsTest, ProcessesSharingANodeCacheFetchEachEntryOnce) {
         served.remote({"verify", "@library.zel"}, {"--cache", cache.string()});
     EXPECT_TRUE(warm.succeeded()) << warm.err;
     expect_one_round_trip(since(served.server(), seen), size);
+}
+
+// A batch: neighbouring entries before the tail are merged into one
+// request that spans exactly their bytes; entries far apart are one request
+// each; entries in the tail cost nothing. Every payload is the file's.
+TEST(RemoteRequestsTest, ABatchMergesNeighbouringEntriesAndFetchesEachByteOnce) {
+    served_packages served;
+    scratch_directory scratch;
+    const fs::path library = make_library(served.root(), scratch.path(), 24);
+    const std::uint64_t size = fs::file_size(library);
+    const zela::zel_archive_file_reader local(library);
+    std::vector<std::string> names;
+    local.list_entries(names);
+    std::sort(names.begin(), names.end());
+    // The entries wholly before the tail: where their bytes start and end.
+    std::uint64_t first = size;
+    std::uint64_t end = 0;
+    for (const std::string& name : names) {
+        const auto* record = local.get_entry_record(name);
+        if (record->off + record->csize <= size - tail_size) {
+            first = std::min(first, record->off);
+            end = std::max(end, record->off + record->csize);
+        }
+    }
+    ASSERT_LT(first, end);
+
+    std::size_t seen = 0;
+    const auto reader = zela::open_archive_reader(served.server().url("library.zel"));
+    since(served.server(), seen);
+    const auto payloads = reader->get_entries(names);
+    ASSERT_EQ(payloads.size(), names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const auto expected = local.get_entry(names[i]);
+        EXPECT_EQ(std::string_view(payloads[i]->data(), payloads[i]->size()),
+                  std::string_view(expected->data(), expected->size()))
+            << names[i];
+    }
+    const std::vector<access_entry> batch = since(served.server(), seen);
+    ASSERT_EQ(batch.size(), 1u);
+    const auto range = range_of(batch.front());
+    ASSERT_TRUE(range) << batch.front().range;
+    EXPECT_EQ(range->first, first);
+    // The merged request may reach into the tail's first entry, never past it.
+    EXPECT_LE(range->last + 1, size - tail_size + 96 * 1024 + 24 * 16);
+    EXPECT_GE(range->last + 1, end);
+
+    // Every fourth entry, too far apart to merge: one request each.
+    std::vector<std::string> apart;
+    for (std::size_t i = 0; i < names.size(); i += 4) {
+        const auto* record = local.get_entry_record(names[i]);
+        if (record->off + record->csize <= size - tail_size) {
+            apart.push_back(names[i]);
+        }
+    }
+    const auto fresh = zela::open_archive_reader(served.server().url("library.zel"));
+    since(served.server(), seen);
+    fresh->get_raw_entries(apart);
+    const std::vector<access_entry> separate = since(served.server(), seen);
+    EXPECT_EQ(separate.size(), apart.size());
+    std::uint64_t stored = 0;
+    for (const std::string& name : apart) {
+        stored += local.get_entry_record(name)->csize;
+    }
+    EXPECT_EQ(body_bytes(separate), stored);
 }
 
 // The blocks of nginx configuration in doc/remote_packages.md, in order.
