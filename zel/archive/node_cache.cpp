@@ -1,6 +1,7 @@
 #include "zel/archive/node_cache.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <random>
 #include <string>
 #include <system_error>
+#include <tuple>
 #include <vector>
 
 #include "zel/archive/system/file_mapping.hpp"
@@ -25,6 +27,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view temporary_prefix = ".tmp-";
+constexpr std::string_view lock_suffix = ".lock";
 constexpr auto stale_temporary_age = std::chrono::hours(1);
 
 std::string hex(std::uint64_t value) {
@@ -60,6 +63,56 @@ bool write_all(int fd, const char* data, std::uint64_t size) {
 
 node_cache::node_cache(fs::path directory, std::uint64_t budget)
     : directory_(std::move(directory)), budget_(budget) {}
+
+node_cache::fetch_claim& node_cache::fetch_claim::operator=(fetch_claim&& other) noexcept {
+    if (this != &other) {
+        release();
+        locks_ = std::move(other.locks_);
+    }
+    return *this;
+}
+
+// The lock file goes first, while it is held: a process that opened it
+// before gets the claim on the unlinked file and finds the bytes stored; one
+// that comes later makes a new lock file and finds them too.
+void node_cache::fetch_claim::release() noexcept {
+    for (const auto& [fd, path] : locks_) {
+        ::unlink(path.c_str());
+        ::close(fd);
+    }
+    locks_.clear();
+}
+
+node_cache::fetch_claim node_cache::claim(std::vector<binary_identity> identities) {
+    std::sort(identities.begin(), identities.end(), [](const auto& a, const auto& b) {
+        return std::tie(a.hash, a.size) < std::tie(b.hash, b.size);
+    });
+    // Claimed twice, one identity would wait for itself.
+    identities.erase(std::unique(identities.begin(), identities.end()), identities.end());
+    fetch_claim claim;
+    for (const binary_identity& identity : identities) {
+        if (identity.size == 0) {
+            continue;
+        }
+        fs::path path = path_of(identity);
+        path += lock_suffix;
+        std::error_code error;
+        fs::create_directories(path.parent_path(), error);
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        if (fd < 0) {
+            continue;
+        }
+        int locked;
+        while ((locked = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
+        }
+        if (locked != 0) {
+            ::close(fd);
+            continue;
+        }
+        claim.locks_.emplace_back(fd, std::move(path));
+    }
+    return claim;
+}
 
 fs::path node_cache::path_of(const binary_identity& identity) const {
     const std::string hash = hex(identity.hash);
@@ -149,7 +202,8 @@ void node_cache::evict() {
             error.clear();
             continue;  // gone meanwhile
         }
-        if (it->path().filename().string().starts_with(temporary_prefix)) {
+        const std::string name = it->path().filename().string();
+        if (name.starts_with(temporary_prefix) || name.ends_with(lock_suffix)) {
             if (now - used > stale_temporary_age) {
                 fs::remove(it->path(), error);
             }

@@ -23,6 +23,12 @@
 // by what they added since their last scan. Temporary files of writers that
 // died are removed by a scan once they are an hour old.
 //
+// Fetching. A process that misses an entry claims its identity before it
+// fetches the bytes: a lock file beside the entry's file, held with flock.
+// Another process (or thread) that misses the same entry waits for the
+// claim, then finds the bytes in the cache, so the processes of a node fetch
+// each entry from the server once. A process that dies lets go of its claims.
+//
 // Failures to write (a full disk, a directory that cannot be made) are not
 // errors: the cache is an optimisation, and the bytes are simply not kept.
 #pragma once
@@ -32,6 +38,8 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "zel/archive/binary_identity.hpp"
 
@@ -44,7 +52,32 @@ class node_cache {
         const char* data = nullptr;
     };
 
+    // The right to fetch the bytes of some identities for the whole node,
+    // held until it is destroyed. An identity that cannot be claimed (no lock
+    // file can be made) is fetched without a claim.
+    class fetch_claim {
+      public:
+        fetch_claim() = default;
+        fetch_claim(fetch_claim&& other) noexcept : locks_(std::move(other.locks_)) {}
+        fetch_claim& operator=(fetch_claim&& other) noexcept;
+        fetch_claim(const fetch_claim&) = delete;
+        fetch_claim& operator=(const fetch_claim&) = delete;
+        ~fetch_claim() { release(); }
+
+      private:
+        friend class node_cache;
+        void release() noexcept;
+
+        std::vector<std::pair<int, std::filesystem::path>> locks_;  // descriptor, lock file
+    };
+
     node_cache(std::filesystem::path directory, std::uint64_t budget);
+
+    // Claims the identities, waiting while another holds any of them. They
+    // are taken in one order in every process, so two claims never wait for
+    // each other. Look into the cache again once it is held: what another
+    // process fetched meanwhile is there.
+    fetch_claim claim(std::vector<binary_identity> identities);
 
     // The bytes with that identity, if the cache holds them sound.
     std::optional<cached> find(const binary_identity& identity);

@@ -108,8 +108,14 @@ void zel_archive_range_reader::get_entry_data(std::shared_ptr<void>& holder, con
     require_within(size_, e);
     stored_data stored;
     if (!find_held(stored, e)) {
-        const auto answers = client_->fetch({{e.off, e.csize, false}});
-        take_answer(stored, e, answers[0].bytes, answers[0].whole);
+        node_cache::fetch_claim claim;
+        if (cache_) {
+            claim = cache_->claim({{e.hash, e.csize}});
+        }
+        if (!cache_ || !find_held(stored, e)) {
+            const auto answers = client_->fetch({{e.off, e.csize, false}});
+            take_answer(stored, e, answers[0].bytes, answers[0].whole);
+        }
     }
     holder = std::move(stored.holder);
     data = stored.data;
@@ -127,6 +133,20 @@ void zel_archive_range_reader::get_entries_data(std::vector<stored_data>& stored
     }
     if (missing.empty()) {
         return;
+    }
+    // What other processes of the node fetch meanwhile is taken from the
+    // cache once the claim is held.
+    node_cache::fetch_claim claim;
+    if (cache_) {
+        std::vector<binary_identity> identities;
+        for (const std::size_t i : missing) {
+            identities.push_back({entries[i]->hash, entries[i]->csize});
+        }
+        claim = cache_->claim(std::move(identities));
+        std::erase_if(missing, [&](std::size_t i) { return find_held(stored[i], *entries[i]); });
+        if (missing.empty()) {
+            return;
+        }
     }
     std::sort(missing.begin(), missing.end(),
               [&](std::size_t a, std::size_t b) { return entries[a]->off < entries[b]->off; });
