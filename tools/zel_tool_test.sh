@@ -82,6 +82,22 @@ grep -q "^zel pack: .*unable to write zel file demo.zel: File too large$" err.tx
 cmp -s demo.zel before.zel && pass || fail "a failed pack changed the old package"
 ls ./*.tmp >/dev/null 2>&1 && fail "a failed pack left a temporary: $(ls ./*.tmp)" || pass
 
+# What a killed pack leaves beside its package, verify names without failing,
+# and only that: also beside a package that the killed pack never made.
+printf 'part' >demo.zel.0123456789ab.tmp
+: >demo.zel.tmp
+: >demo.zel.0123456789ab.tmp.old
+: >gone.zel.00000000000a.tmp
+stray='stray temporary of an unfinished write of'
+expect 0 "$zel" verify demo.zel
+grep -qx "demo.zel.0123456789ab.tmp: $stray demo.zel; nothing reads it, and unless that write is still going on it may be deleted" \
+    out.txt && pass || fail "verify: $(cat out.txt)"
+[ "$(grep -c "$stray" out.txt)" -eq 1 ] && pass || fail "verify: $(cat out.txt)"
+grep -q "^demo.zel: header, table of contents and 3 entries are sound$" out.txt && pass || fail "verify: $(cat out.txt)"
+expect 1 "$zel" verify gone.zel
+grep -qx "gone.zel.00000000000a.tmp: $stray gone.zel; .*" out.txt && pass || fail "verify: $(cat out.txt)"
+rm -f ./*.tmp ./*.tmp.old
+
 # An empty file is stored as given and reads back empty.
 : >empty.txt
 expect 0 "$zel" pack empty.zel empty.txt
