@@ -219,6 +219,20 @@ expect 1 "$zel" check scene.zel --library lib=scene.zel
 grep -q "File scene.zel is not a contents file!" err.txt && pass || fail "$(cat err.txt)"
 expect 2 "$zel" check scene.zel --library lib.zelc
 expect 2 "$zel" check scene.zel --library lib=lib.zelc --library lib=lib.zelc
+
+# The graph of that scene opens the library from the package --library names
+# for its alias: its blocks and binaries are drawn, and the block it lacks is
+# red. Without it, the library's targets are names, drawn dashed.
+expect 0 "$zel" graph scene.zel --library lib=lib.zel
+grep -q 'label="lib=lib.zel"' out.txt && pass || fail "no cluster for the library: $(cat out.txt)"
+grep -q 'label="material\\nwood"' out.txt && pass || fail "graph lacks the library's wood: $(cat out.txt)"
+grep -q 'label="a.bin\\n10 bytes", shape=note' out.txt && pass || fail "graph lacks a.bin: $(cat out.txt)"
+grep -q 'label="oak", color=red' out.txt && pass || fail "oak is not red: $(cat out.txt)"
+grep -q 'dashed' out.txt && fail "graph with the library drew a file it could not open" || pass
+expect 0 "$zel" graph scene.zel
+[ "$(grep -c 'style=dashed' out.txt)" -eq 3 ] && pass || fail "graph without the library: $(cat out.txt)"
+expect 2 "$zel" graph scene.zel --library lib
+grep -q '^zel graph: --library takes ALIAS=LIBRARY.zel, not "lib"$' err.txt && pass || fail "$(cat err.txt)"
 expect 1 "$zel" contents demo.zel demo.zelc
 [ ! -e demo.zelc ] && [ ! -e demo.zelc.part ] && pass || fail "a failed contents left a file"
 
