@@ -285,8 +285,9 @@ cmp -s out.txt lib/tex.raw && pass || fail "resolve --bytes into the library giv
 expect 1 "$zel" resolve scene.zel '#nothing'
 grep -q 'no block or binary named "nothing" in scene.zel' err.txt && pass || fail "$(cat err.txt)"
 expect 1 "$zel" resolve --bytes scene.zel '#lamp'
-expect 1 "$zel" resolve scene.zel 'lamp'
-grep -q "invalid string position" err.txt && pass || fail "$(cat err.txt)"
+expect 2 "$zel" resolve scene.zel 'lamp'
+grep -qF 'zel resolve: link "lamp" has no "#": a link is FILE#NAME, as in "#lamp" for a block or binary of PACKAGE itself' \
+    err.txt && pass || fail "$(cat err.txt)"
 expect 1 "$zel" resolve scene.zel 'missing.zel#x'
 grep -q "zel file missing.zel not found on local filesystem" err.txt && pass || fail "$(cat err.txt)"
 expect 2 "$zel" resolve scene.zel
