@@ -6,7 +6,6 @@
 // anything is broken.
 #include <cstdio>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -26,22 +25,10 @@ const char* plural(std::size_t count, const char* one, const char* more) {
     return count == 1 ? one : more;
 }
 
-zel::link_checker checker_of(const std::vector<std::string>& libraries,
-                             const zela::remote_options& options) {
+zel::link_checker checker_of(const arguments& parsed, const zela::remote_options& options) {
     zel::link_checker checker;
-    std::set<std::string> aliases;
-    for (const std::string& library : libraries) {
-        const std::size_t equals = library.find('=');
-        if (equals == std::string::npos || equals == 0 || equals + 1 == library.size()) {
-            throw usage_error("--library takes ALIAS=FILE.zelc, not \"" + library + "\"");
-        }
-        const std::string alias = library.substr(0, equals);
-        if (!aliases.insert(alias).second) {
-            throw usage_error("library alias " + alias + " given twice");
-        }
-        const std::string location = library.substr(equals + 1);
-        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(
-                                       zela::open_archive_reader(location, options), location));
+    for (const auto& [alias, file] : parsed.named_values("--library", "ALIAS=FILE.zelc")) {
+        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(file, options));
     }
     return checker;
 }
@@ -76,7 +63,7 @@ int run_check(const std::vector<std::string>& args) {
     const arguments parsed(args, {}, {"--library", cache_option, timeout_option, cacert_option});
     const std::string package = parsed.operands(1, 1)[0];
     const zela::remote_options options = remote_options_of(parsed);
-    const zel::link_checker checker = checker_of(parsed.values("--library"), options);
+    const zel::link_checker checker = checker_of(parsed, options);
     const zel::zel_file_index scene(zela::open_archive_reader(package, options),
                                     "__zel_index__.xml");
     const zel::link_report report = checker.check(scene);

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "zel/archive/file_reader.hpp"
+#include "zel/archive/internal/range_client.hpp"
 #include "zel/archive/range_reader.hpp"
 
 namespace vorn::zela {
@@ -21,6 +22,10 @@ bool starts_with_no_case(std::string_view text, std::string_view prefix) {
 
 bool is_url(std::string_view location) {
     return starts_with_no_case(location, "http://") || starts_with_no_case(location, "https://");
+}
+
+std::string shown_location(std::string_view location) {
+    return is_url(location) ? http::shown_url(location) : std::string(location);
 }
 
 std::shared_ptr<zel_archive_reader> open_archive_reader(const std::string& location,

@@ -18,6 +18,11 @@ namespace vorn::zela {
 // True for a location that starts with http:// or https://, in any case.
 bool is_url(std::string_view location);
 
+// The location as messages show it: a URL without its query string, its
+// fragment and its credentials, where a signature or a password may stand;
+// a path as it is.
+std::string shown_location(std::string_view location);
+
 std::shared_ptr<zel_archive_reader> open_archive_reader(const std::string& location,
                                                         const remote_options& options = {});
 

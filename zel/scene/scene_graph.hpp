@@ -104,6 +104,12 @@ class zel_scene_graph {
     std::shared_ptr<const read_buffer> get_binary(
         const std::string& link, bool raw, const std::shared_ptr<zel_file_index>& scene_index);
 
+    // The binaries of many links, in their order, as get_binary gives each;
+    // the links into one package are fetched together, so a package on a
+    // server answers them in a few round trips instead of one each.
+    std::vector<std::shared_ptr<const read_buffer>> get_binaries(
+        const std::vector<std::string>& links, bool raw);
+
     // The scene of the package at path, a UTF-8 text, through the resolver.
     std::shared_ptr<zel_file_index> open_file_index(const std::string& path);
     package_id get_package_id() const;
