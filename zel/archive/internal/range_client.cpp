@@ -25,6 +25,9 @@ using clock = std::chrono::steady_clock;
 constexpr std::uint64_t max_discarded_body = std::uint64_t{64} << 10;
 constexpr std::chrono::milliseconds first_pause{100};
 constexpr long max_redirects = 5;
+// Large entries come at the speed of a plain download only with a buffer
+// larger than libcurl's default.
+constexpr long receive_buffer_size = 256L << 10;
 
 void initialize_curl() {
     static const bool initialized = [] {
@@ -424,9 +427,7 @@ void range_client::start(fetch_state& state, transfer& t) {
     curl_easy_setopt(easy, CURLOPT_MAXREDIRS, max_redirects);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
-    // libcurl's default of 16 KiB a read costs a large entry a third of its
-    // speed in calls and polls.
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 512L * 1024);
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receive_buffer_size);
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.timeout.count()));
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.timeout.count()));
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
@@ -617,12 +618,18 @@ std::vector<answer> range_client::fetch(const std::vector<request>& requests) {
             if (answered == requests.size() || whole) {
                 break;
             }
+            // Only a request that could start now shortens the wait: one
+            // kept back by the bound of parallel requests waits for a
+            // transfer to end, which wakes the poll.
             auto wait = std::chrono::milliseconds(1000);
-            for (const transfer* t : waiting) {
-                wait =
-                    std::min(wait, std::max(std::chrono::milliseconds(0),
-                                            std::chrono::duration_cast<std::chrono::milliseconds>(
-                                                t->not_before - clock::now())));
+            if (active < parallel && state.whole == nullptr) {
+                const auto at = clock::now();
+                for (const transfer* t : waiting) {
+                    wait = std::min(wait,
+                                    std::max(std::chrono::milliseconds(0),
+                                             std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                 t->not_before - at)));
+                }
             }
             if (active > 0) {
                 curl_multi_poll(state.multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
