@@ -22,8 +22,6 @@
 namespace vorn::testing {
 namespace {
 
-const std::uint64_t tail_size = zela::remote_options{}.tail_size;
-
 struct byte_range {
     std::uint64_t first = 0;
     std::uint64_t last = 0;  // inclusive, as HTTP counts
@@ -70,28 +68,6 @@ void expect_one_round_trip(const std::vector<access_entry>& requests, std::uint6
     ASSERT_NE(tail, requests.end());
     EXPECT_EQ(header->body_bytes, 48u);
     EXPECT_EQ(tail->body_bytes, std::min(size, tail_size));
-}
-
-// A package whose first entry lies before its tail and whose scene and last
-// entry lie in it.
-struct counted_package {
-    std::uint64_t size = 0;
-    std::uint64_t big_offset = 0;
-    std::uint64_t big_stored = 0;
-};
-
-counted_package make_counted_package(const fs::path& dir, const fs::path& scratch) {
-    const fs::path in = scratch / "counted";
-    fs::create_directories(in);
-    std::ofstream(in / "big.bin", std::ios::binary) << numbered_bytes(tail_size + 300000);
-    fs::copy_file(fs::path(ZEL_DEMO_DIR) / "oblis" / "__zel_index__.xml", in / "__zel_index__.xml");
-    std::ofstream(in / "notes.txt") << "a few words\n";
-    run_checked({ZEL_TOOL, "pack", "--store", "bin", (dir / "counted.zel").string(), "big.bin",
-                 "__zel_index__.xml", "notes.txt"},
-                in, scratch);
-    const zela::zel_archive_file_reader reader(dir / "counted.zel");
-    const auto* big = reader.get_entry_record("big.bin");
-    return {fs::file_size(dir / "counted.zel"), big->off, big->csize};
 }
 
 TEST(RemoteRequestsTest, OpeningListingAndTheSceneInTheTailTakeOneRoundTrip) {

@@ -10,9 +10,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <map>
-#include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -75,7 +72,7 @@ TEST_P(RemoteToolTest, DamagedPackagesAreRefusedOverHttpInTheSameWords) {
         bytes[at] = static_cast<char>(bytes[at] ^ 0x5A);
         return bytes;
     };
-    const std::vector<damage> damaged = {
+    std::vector<damage> damaged = {
         {"empty.zel", ""},
         {"magic_only.zel", sound.substr(0, 4)},
         {"header_short.zel", sound.substr(0, 47)},
@@ -90,13 +87,26 @@ TEST_P(RemoteToolTest, DamagedPackagesAreRefusedOverHttpInTheSameWords) {
         {"table_of_contents.zel", flipped(size - 30)},
         {"last_byte.zel", flipped(size - 1)},
     };
+    // A package larger than the tail, whose first entry is fetched apart.
+    const counted_package counted = make_counted_package(scratch.path(), scratch.path());
+    const std::string large = read_file(scratch.path() / "counted.zel");
+    const auto large_flipped = [&](std::uint64_t at) {
+        std::string bytes = large;
+        bytes[at] = static_cast<char>(bytes[at] ^ 0x5A);
+        return bytes;
+    };
+    damaged.push_back({"large_entry.zel", large_flipped(counted.big_offset + 1000)});
+    damaged.push_back({"large_cut_in_entry.zel", large.substr(0, counted.big_offset + 5000)});
+    damaged.push_back({"large_cut_after_tail.zel", large.substr(0, large.size() - 10)});
+    damaged.push_back({"large_table.zel", large_flipped(large.size() - 30)});
     for (const damage& d : damaged) {
         std::ofstream(served.root() / d.name, std::ios::binary) << d.bytes;
         for (const std::vector<std::string>& args :
              std::vector<std::vector<std::string>>{{"ls", "@" + d.name},
                                                    {"verify", "@" + d.name},
                                                    {"scene", "@" + d.name},
-                                                   {"cat", "@" + d.name, "textures/checker.png"}}) {
+                                                   {"cat", "@" + d.name, "textures/checker.png"},
+                                                   {"cat", "@" + d.name, "big.bin"}}) {
             served.expect_same(args);
         }
     }

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -11,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include "zel/archive/file_reader.hpp"
+#include "zel/archive/remote_options.hpp"
 #include "zel/testing/child_process_test.hpp"
 #include "zel/testing/nginx_server_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
@@ -50,6 +54,30 @@ inline void make_demo_packages(const fs::path& dir, const fs::path& scratch) {
     run_checked({ZEL_HOST_SCENE, (dir / "scene.zel").string(), (dir / "content").string(),
                  (demo / "scene").string()},
                 dir, scratch);
+}
+
+inline const std::uint64_t tail_size = zela::remote_options{}.tail_size;
+
+// A package whose first entry lies before its tail and whose scene and last
+// entry lie in it.
+struct counted_package {
+    std::uint64_t size = 0;
+    std::uint64_t big_offset = 0;
+    std::uint64_t big_stored = 0;
+};
+
+inline counted_package make_counted_package(const fs::path& dir, const fs::path& scratch) {
+    const fs::path in = scratch / "counted";
+    fs::create_directories(in);
+    std::ofstream(in / "big.bin", std::ios::binary) << numbered_bytes(tail_size + 300000);
+    fs::copy_file(fs::path(ZEL_DEMO_DIR) / "oblis" / "__zel_index__.xml", in / "__zel_index__.xml");
+    std::ofstream(in / "notes.txt") << "a few words\n";
+    run_checked({ZEL_TOOL, "pack", "--store", "bin", (dir / "counted.zel").string(), "big.bin",
+                 "__zel_index__.xml", "notes.txt"},
+                in, scratch);
+    const zela::zel_archive_file_reader reader(dir / "counted.zel");
+    const auto* big = reader.get_entry_record("big.bin");
+    return {fs::file_size(dir / "counted.zel"), big->off, big->csize};
 }
 
 // One served directory and the tool run on its files both ways. An argument
