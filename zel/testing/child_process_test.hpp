@@ -1,5 +1,5 @@
 // Programs run by tests: started with their output in files, waited for
-// within a bound, killed when the bound passes.
+// within a bound, killed when the bound passes or when the test dies.
 //
 // A test that runs a program must not hang when the program does, so every
 // wait has a deadline; a child that outlives it is killed and reported as
@@ -8,7 +8,7 @@
 #pragma once
 
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -49,23 +49,29 @@ class child_process {
     child_process(const std::vector<std::string>& argv, const std::filesystem::path& cwd,
                   std::filesystem::path out_file, std::filesystem::path err_file)
         : out_file_(std::move(out_file)), err_file_(std::move(err_file)) {
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, out_file_.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_addopen(&actions, 2, err_file_.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_addchdir_np(&actions, cwd.c_str());
         std::vector<char*> args;
         for (const std::string& arg : argv) {
             args.push_back(const_cast<char*>(arg.c_str()));
         }
         args.push_back(nullptr);
-        const int error = posix_spawn(&pid_, args[0], &actions, nullptr, args.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        if (error != 0) {
-            throw std::system_error(error, std::generic_category(), "cannot start " + argv[0]);
+        const pid_t parent = ::getpid();
+        pid_ = ::fork();
+        if (pid_ < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot start " + argv[0]);
+        }
+        if (pid_ == 0) {
+            // Only calls that are safe between fork and exec in a process
+            // with threads. The child dies with the test, even a killed one,
+            // so that no server outlives it.
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const int in = ::open("/dev/null", O_RDONLY);
+            const int out = ::open(out_file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const int err = ::open(err_file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (::getppid() == parent && in >= 0 && out >= 0 && err >= 0 && ::dup2(in, 0) == 0 &&
+                ::dup2(out, 1) == 1 && ::dup2(err, 2) == 2 && ::chdir(cwd.c_str()) == 0) {
+                ::execve(args[0], args.data(), environ);
+            }
+            ::_exit(127);
         }
     }
     child_process(const child_process&) = delete;
