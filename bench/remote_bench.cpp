@@ -14,9 +14,10 @@
 //   remote warm  the URLs again, with the node cache the cold run filled
 //   no cache     the URLs without a node cache, with 8 requests in flight (the
 //                default) and with 16
-// Each opens the scene package and the library (two requests each: header
-// and tail), reads the scene, resolves every link into the library, and
-// fetches every binary the scene uses in one batch. The
+// Each opens a scene graph over the scene package, with the library's alias
+// redirected to the library, and resolves every link (this opens both
+// packages: two requests each, header and tail), then fetches every binary
+// the scene uses in one batch (zel_scene_graph::get_binaries). The
 // counts of requests and bytes come from nginx's access log; "bytes used"
 // are the stored bytes of the entries the scene uses, and "waves" the
 // requests of the batch over the requests in flight: the round trips a node
@@ -47,6 +48,8 @@
 #include "zel/archive/remote_options.hpp"
 #include "zel/foundation/generic_param.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/scene_graph.hpp"
+#include "zel/scene/scene_resolver.hpp"
 #include "zel/testing/child_process_test.hpp"
 #include "zel/testing/nginx_server_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
@@ -172,25 +175,23 @@ struct run_result {
     unsigned parallel = 0;
 };
 
-// The links of the scene into the library, as entry names.
-std::vector<std::string> linked_entries(const zel::zel_file_index& scene) {
-    std::vector<std::string> names;
+// The binary links of a scene, sorted.
+std::vector<std::string> binary_links(const zel::zel_file_index& scene) {
+    std::vector<std::string> links;
     scene.visit_blocks([&](intrusive_string, zel::zel_block& block) {
         for (const zel::zel_block::parameter& p : block.parameters()) {
-            if (p.value.type().view() != "binary") {
-                continue;
-            }
-            const std::string value = p.value.value().str();
-            const std::size_t hash = value.find('#');
-            if (value.compare(0, hash, alias) == 0) {
-                names.push_back(value.substr(hash + 1));
+            if (p.value.type().view() == "binary") {
+                links.push_back(p.value.value().str());
             }
         }
     });
-    std::sort(names.begin(), names.end());
-    return names;
+    std::sort(links.begin(), links.end());
+    return links;
 }
 
+// Through a scene graph, as a render node reads a scene: the library's alias
+// redirected to its location, every link resolved, the binaries fetched in
+// one batch.
 run_result run(const char* what, const std::string& scene_location,
                const std::string& library_location, const zela::remote_options& options,
                counted_server* server) {
@@ -199,32 +200,37 @@ run_result run(const char* what, const std::string& scene_location,
     if (server != nullptr) {
         server->since_last();
     }
+    // The scenes are kept; the binaries not, so that every run fetches them.
+    const auto resolver = std::make_shared<zel::zel_scene_resolver>(1u << 20, 0, 0, options);
     auto start = clock_type::now();
-    const zel::zel_file_index scene(zela::open_archive_reader(scene_location, options),
-                                    "__zel_index__.xml");
-    const auto library = zela::open_archive_reader(library_location, options);
+    const auto graph = zel::open_scene_graph(resolver, scene_location);
+    graph->add_file_redirect(alias, library_location);
+    const std::vector<std::string> links = binary_links(*graph->root_index());
+    std::shared_ptr<zel::zel_file_index> library;
+    for (const std::string& link : links) {
+        std::string file;
+        std::string target;
+        graph->resolve_link(link, graph->root_index(), file, target);
+        if (!library) {
+            library = graph->open_file_index(file);
+        }
+        r.used += library->archive_reader()->get_entry_record(target)->csize;
+    }
     r.open_seconds = seconds_since(start);
     if (server != nullptr) {
         r.open = server->since_last();
     }
-    const std::vector<std::string> names = linked_entries(scene);
-    for (const std::string& name : names) {
-        r.used += library->get_entry_record(name)->csize;
-    }
     start = clock_type::now();
-    const auto payloads = library->get_entries(names);
+    const auto payloads = graph->get_binaries(links, false);
     r.batch_seconds = seconds_since(start);
     if (server != nullptr) {
         r.batch = server->since_last();
-    }
-    if (server != nullptr) {
-        server->since_last();
     }
     std::uint64_t payload = 0;
     for (const auto& p : payloads) {
         payload += p->size();
     }
-    if (payloads.size() != names.size() || payload == 0) {
+    if (payloads.size() != links.size() || links.size() != linked_count || payload == 0) {
         throw std::runtime_error(std::string(what) + ": wrong payloads");
     }
     return r;
@@ -301,8 +307,8 @@ int main(int argc, char** argv) {
                 &counted),
         };
 
-        std::printf("%-23s %8s %9s %10s %8s %10s %10s %10s\n", "", "open", "open", "open", "batch",
-                    "batch", "bytes", "batch");
+        std::printf("%-23s %8s %9s %10s %8s %10s %10s %10s\n", "", "resolve", "resolve", "resolve",
+                    "batch", "batch", "bytes", "batch");
         std::printf("%-23s %8s %9s %10s %8s %10s %10s %10s %6s\n", "run", "requests", "bytes",
                     "time", "requests", "bytes", "used", "time", "waves");
         for (const run_result& r : results) {
