@@ -96,6 +96,14 @@ std::string binary_bytes(int number, std::size_t size) {
     return bytes;
 }
 
+// Printed rather than joined with +, which g++ 12 warns about wrongly under
+// -O2.
+std::string numbered(const char* prefix, int number) {
+    char name[32];
+    std::snprintf(name, sizeof name, "%s%d", prefix, number);
+    return name;
+}
+
 std::string binary_name(int number) {
     char name[32];
     std::snprintf(name, sizeof name, "textures/t%05d.%s", number, number % 2 == 0 ? "png" : "bin");
@@ -103,7 +111,9 @@ std::string binary_name(int number) {
 }
 
 std::string large_name(int number) {
-    return "large/l" + std::to_string(number) + ".png";
+    char name[32];
+    std::snprintf(name, sizeof name, "large/l%d.png", number);
+    return name;
 }
 
 void write_library(const fs::path& path) {
@@ -112,7 +122,7 @@ void write_library(const fs::path& path) {
     zel::zel_block& catalogue = writer.add_block("texture_set", "all");
     for (int i = 0; i < binary_count; ++i) {
         const std::string bytes = binary_bytes(i, binary_size + static_cast<std::size_t>(i % 97));
-        catalogue.add_binary_link_with_data("t" + std::to_string(i), binary_name(i), bytes.data(),
+        catalogue.add_binary_link_with_data(numbered("t", i), binary_name(i), bytes.data(),
                                             bytes.size());
     }
     for (int i = 0; i < large_count; ++i) {
@@ -131,7 +141,7 @@ void write_scene(const fs::path& path) {
     zel::zel_file_writer writer(path, false, true);
     writer.add_referenced_library(alias);
     for (int i = 0; i < linked_count; ++i) {
-        zel::zel_block& material = writer.add_block("material", "m" + std::to_string(i));
+        zel::zel_block& material = writer.add_block("material", numbered("m", i));
         material.add_parameter("roughness", generic_param(0.25f + 0.001f * i));
         material.add_binary_link("texture", binary_name(linked_binary(i)), alias);
     }
@@ -294,6 +304,10 @@ int main(int argc, char** argv) {
         const zela::remote_options warm = cold;
         zela::remote_options wide;
         wide.parallel_requests = 16;
+        // Unreported: brings the local files into the page cache, as they
+        // are on a node that reads them again.
+        run("local", (inputs / "scene.zel").string(), (inputs / "library.zel").string(), {},
+            nullptr);
         const run_result results[] = {
             run("local", (inputs / "scene.zel").string(), (inputs / "library.zel").string(), {},
                 nullptr),
