@@ -12,8 +12,8 @@
 //   local        the files on disk
 //   remote cold  the URLs, with an empty node cache
 //   remote warm  the URLs again, with the node cache the cold run filled
-//   no cache     the URLs without a node cache, with 8 requests in flight (the
-//                default) and with 16
+//   no cache     the URLs without a node cache, with 16 requests in flight (the
+//                default) and with 8
 // Each opens a scene graph over the scene package, with the library's alias
 // redirected to the library, and resolves every link (this opens both
 // packages: two requests each, header and tail), then fetches every binary
@@ -302,8 +302,8 @@ int main(int argc, char** argv) {
         zela::remote_options cold;
         cold.cache_directory = scratch.path() / "node-cache";
         const zela::remote_options warm = cold;
-        zela::remote_options wide;
-        wide.parallel_requests = 16;
+        zela::remote_options narrow;
+        narrow.parallel_requests = 8;
         // Unreported: brings the local files into the page cache, as they
         // are on a node that reads them again.
         run("local", (inputs / "scene.zel").string(), (inputs / "library.zel").string(), {},
@@ -315,9 +315,9 @@ int main(int argc, char** argv) {
                 &counted),
             run("remote, warm cache", server.url("scene.zel"), server.url("library.zel"), warm,
                 &counted),
-            run("no cache, 8 in flight", server.url("scene.zel"), server.url("library.zel"), {},
+            run("no cache, 16 in flight", server.url("scene.zel"), server.url("library.zel"), {},
                 &counted),
-            run("no cache, 16 in flight", server.url("scene.zel"), server.url("library.zel"), wide,
+            run("no cache, 8 in flight", server.url("scene.zel"), server.url("library.zel"), narrow,
                 &counted),
         };
 
