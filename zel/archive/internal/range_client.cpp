@@ -34,7 +34,7 @@ void initialize_curl() {
         return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     }();
     if (!initialized) {
-        throw zel_archive_exception(std::string(texts::remote_no_curl));
+        throw zel_remote_exception(std::string(texts::remote_no_curl));
     }
 }
 
@@ -385,7 +385,7 @@ void range_client::raise(std::string_view message) const {
             text.erase(at, secret.size());
         }
     }
-    throw zel_archive_exception(text);
+    throw zel_remote_exception(text);
 }
 
 void* range_client::take_multi() {
