@@ -275,6 +275,12 @@ TEST(RangeReaderTest, FaultsOfTheServerGiveTheRightBytesOrAClearError) {
         {"bodies always cut", [](auto& s) { s.cut_bodies = 100; }, ": transfer failed: "},
         {"500 always", [](auto& s) { s.server_errors = 100; },
          ": the server answered HTTP status 500"},
+        {"500 with a long body",
+         [](auto& s) {
+             s.server_errors = 100;
+             s.error_body = 1u << 20;
+         },
+         ": the server answered HTTP status 500"},
         {"a lying Content-Range", [](auto& s) { s.shifted_range = true; },
          ": the server answered with bytes \""},
     };

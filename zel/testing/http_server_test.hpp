@@ -9,7 +9,8 @@
 //
 // Faults, each set before the requests it should meet:
 //  - ignore_range: answers 200 with the whole object;
-//  - server_errors: answers the next n requests with 500;
+//  - server_errors: answers the next n requests with 500 and a body of
+//    error_body bytes;
 //  - cut_bodies: sends the next n bodies half and closes the connection;
 //  - shifted_range: answers with the right length but a Content-Range 16
 //    bytes further on;
@@ -44,6 +45,7 @@ class http_test_server {
 
     std::atomic<bool> ignore_range{false};
     std::atomic<int> server_errors{0};
+    std::atomic<std::size_t> error_body{4};
     std::atomic<int> cut_bodies{0};
     std::atomic<bool> shifted_range{false};
     std::atomic<bool> silent{false};
@@ -192,7 +194,8 @@ class http_test_server {
                  const std::string& if_match) {
         if (server_errors > 0) {
             --server_errors;
-            return reply(fd, 500, "", "oops", 4);
+            const std::string body(error_body, 'e');
+            return reply(fd, 500, "", body, body.size());
         }
         if (!exists) {
             return reply(fd, 404, "", "", 0);

@@ -495,7 +495,9 @@ range_client::outcome range_client::finish(transfer& t, int result) {
         raise(t.refusal);
     }
     const bool may_retry = t.attempt < options_.retries;
-    if (code == CURLE_OK) {
+    // An error answer whose body was cut short for its length is told by
+    // its status all the same.
+    if (code == CURLE_OK || (t.discarding && code == CURLE_WRITE_ERROR)) {
         if (t.status == 200 || t.status == 206) {
             if (!t.body_started && !t.begin_body()) {
                 if (t.superseded) {
