@@ -504,7 +504,12 @@ range_client::outcome range_client::finish(transfer& t, int result) {
                 }
                 raise(t.refusal);
             }
+            // A body that ends early without a Content-Length to tell libcurl
+            // is a connection closed half-way like any other.
             if (t.length_known && t.written != t.expected) {
+                if (may_retry) {
+                    return outcome::retry;
+                }
                 raise(std::string(texts::remote_shorter_prefix)
                           .append(std::to_string(t.written))
                           .append(texts::remote_shorter_middle)
