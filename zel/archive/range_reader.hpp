@@ -21,8 +21,10 @@
 //
 // Every answer is checked (range_client.hpp): its status, its Content-Range
 // and its length, and its version against the first answer's ETag or
-// Last-Modified, which every later request carries as a precondition. An
-// object replaced while it is read raises zel_archive_exception "<url>: the
+// Last-Modified, which every later request carries as a precondition. The
+// failures of fetching are zel_remote_exception, a zel_archive_exception of
+// its own type with the same prefix. An object replaced while it is read
+// raises "<url>: the
 // package changed while it was read"; a 404 or 403 raises "<url>: the server
 // answered HTTP status <n>"; a failed transfer, once the retries are spent,
 // "<url>: transfer failed: " and the transfer's own text. No message holds

@@ -272,8 +272,18 @@ TEST(RangeReaderTest, FaultsOfTheServerGiveTheRightBytesOrAClearError) {
     } rows[] = {
         {"a body cut once", [](auto& s) { s.cut_bodies = 1; }, nullptr},
         {"500 twice", [](auto& s) { s.server_errors = 2; }, nullptr},
+        {"a body cut once, its length unannounced", [](auto& s) { s.cut_unannounced = 1; },
+         nullptr},
+        {"bodies always cut, their length unannounced", [](auto& s) { s.cut_unannounced = 100; },
+         ": the answer holds 1000000 bytes, not 2000000 bytes asked for"},
         {"bodies always cut", [](auto& s) { s.cut_bodies = 100; }, ": transfer failed: "},
         {"500 always", [](auto& s) { s.server_errors = 100; },
+         ": the server answered HTTP status 500"},
+        {"500 with a long body",
+         [](auto& s) {
+             s.server_errors = 100;
+             s.error_body = 1u << 20;
+         },
          ": the server answered HTTP status 500"},
         {"a lying Content-Range", [](auto& s) { s.shifted_range = true; },
          ": the server answered with bytes \""},

@@ -24,10 +24,12 @@
 // A stream that is damaged otherwise raises zlib_runtime_exception. Listing,
 // get_entry_key and get_entry_params still answer for such an entry.
 //
-// A reader is fully loaded when its constructor returns and never changes
-// after that. It takes no locks, and any number of threads may read entries
-// at once; each call makes its own buffer, so two threads fetching the same
-// compressed entry inflate it twice. Sharing is the business of caches above.
+// A reader's table is fully loaded when its constructor returns and never
+// changes after that. Any number of threads may read entries at once; the
+// file reader takes no locks, and each call makes its own buffer, so two
+// threads fetching the same compressed entry inflate it twice. Sharing is
+// the business of caches above. (The reader over HTTP, range_reader.hpp,
+// fetches stored bytes when they are asked for.)
 #pragma once
 
 #include <cstdint>

@@ -52,6 +52,7 @@ struct served_library {
 // A tail too short for the binaries, so that each costs a range request.
 zela::remote_options short_tail() {
     zela::remote_options o;
+    o.retries = 1;
     o.tail_size = 48;
     o.timeout = std::chrono::milliseconds(5000);
     return o;
@@ -89,7 +90,7 @@ TEST(RemoteSceneTest, ResolverReadsScenesAndBinariesOfAUrlInAFewRequests) {
 }
 
 TEST(RemoteSceneTest, SceneGraphFollowsARedirectToAUrlAndFetchesItsLinksTogether) {
-    const served_library lib;
+    served_library lib;
     const auto resolver = std::make_shared<zel_scene_resolver>(1000, 0, 0, short_tail());
     const auto graph = open_scene_graph(resolver, lib.package);
     graph->add_file_redirect("Lib", lib.package_url);
@@ -105,6 +106,14 @@ TEST(RemoteSceneTest, SceneGraphFollowsARedirectToAUrlAndFetchesItsLinksTogether
                   graph->get_binaries({"Lib#mesh.bin", "Lib#none"}, false);
               }),
               what_of([&] { graph->get_binary("Lib#none", false); }));
+
+    // A server that fails is not taken for a missing binary.
+    lib.server.server_errors = 1000;
+    const std::string failure = lib.package_url + ": the server answered HTTP status 500";
+    EXPECT_EQ(what_of([&] { graph->get_binary("Lib#mesh.bin", false); }),
+              zela::zel_remote_exception(failure).what());
+    EXPECT_EQ(what_of([&] { graph->get_binaries({"Lib#tex.png"}, false); }),
+              zela::zel_remote_exception(failure).what());
 }
 
 TEST(RemoteSceneTest, ContentsFileAndWriterTakeAUrl) {

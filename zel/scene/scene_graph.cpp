@@ -81,11 +81,14 @@ struct zel_scene_graph::state {
                                                       const std::string& name, bool raw);
 };
 
-// Only a missing entry counts as no answer; other failures leave.
+// Only a missing entry counts as no answer; other failures leave, and so
+// does every failure to fetch from a server.
 std::shared_ptr<const read_buffer> zel_scene_graph::state::fetch(
     const std::shared_ptr<zel_file_index>& index, const std::string& name, bool raw) {
     try {
         return resolver->get_cached_binary(index, name, raw);
+    } catch (const zela::zel_remote_exception&) {
+        throw;
     } catch (const zela::zel_archive_exception&) {
         return nullptr;
     }
@@ -326,6 +329,8 @@ std::vector<std::shared_ptr<const read_buffer>> zel_scene_graph::get_binaries(
             for (std::size_t k = 0; k < held.size(); ++k) {
                 buffers[held[k]] = std::move(fetched[k]);
             }
+        } catch (const zela::zel_remote_exception&) {
+            throw;
         } catch (const zela::zel_archive_exception&) {
         }
     }

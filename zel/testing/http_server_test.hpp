@@ -9,8 +9,11 @@
 //
 // Faults, each set before the requests it should meet:
 //  - ignore_range: answers 200 with the whole object;
-//  - server_errors: answers the next n requests with 500;
+//  - server_errors: answers the next n requests with 500 and a body of
+//    error_body bytes;
 //  - cut_bodies: sends the next n bodies half and closes the connection;
+//  - cut_unannounced: the same without a Content-Length, so that only the
+//    Content-Range tells the body's length;
 //  - shifted_range: answers with the right length but a Content-Range 16
 //    bytes further on;
 //  - silent: reads requests and never answers (the connection stays open
@@ -44,7 +47,9 @@ class http_test_server {
 
     std::atomic<bool> ignore_range{false};
     std::atomic<int> server_errors{0};
+    std::atomic<std::size_t> error_body{4};
     std::atomic<int> cut_bodies{0};
+    std::atomic<int> cut_unannounced{0};
     std::atomic<bool> shifted_range{false};
     std::atomic<bool> silent{false};
 
@@ -153,10 +158,11 @@ class http_test_server {
     }
 
     static void reply(int fd, int status, const std::string& headers, const std::string& body,
-                      std::size_t body_sent) {
+                      std::size_t body_sent, bool announce_length = true) {
+        const std::string length =
+            announce_length ? "Content-Length: " + std::to_string(body.size()) + "\r\n" : "";
         send_all(fd, "HTTP/1.1 " + std::to_string(status) + " X\r\nConnection: close\r\n" +
-                         headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
-                         body.substr(0, body_sent));
+                         headers + length + "\r\n" + body.substr(0, body_sent));
     }
 
     void answer(int fd) {
@@ -192,7 +198,8 @@ class http_test_server {
                  const std::string& if_match) {
         if (server_errors > 0) {
             --server_errors;
-            return reply(fd, 500, "", "oops", 4);
+            const std::string body(error_body, 'e');
+            return reply(fd, 500, "", body, body.size());
         }
         if (!exists) {
             return reply(fd, 404, "", "", 0);
@@ -233,11 +240,16 @@ class http_test_server {
                        std::to_string(last + shift) + "/" + std::to_string(size) + "\r\n";
         }
         std::size_t sent = body.size();
+        bool announce_length = true;
         if (cut_bodies > 0) {
             --cut_bodies;
             sent /= 2;
+        } else if (cut_unannounced > 0) {
+            --cut_unannounced;
+            sent /= 2;
+            announce_length = false;
         }
-        reply(fd, partial ? 206 : 200, headers, body, sent);
+        reply(fd, partial ? 206 : 200, headers, body, sent, announce_length);
     }
 
     int listener_ = -1;
