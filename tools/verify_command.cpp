@@ -13,8 +13,8 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
-#include "tools/file_order.hpp"
 #include "tools/printable.hpp"
+#include "zel/archive/file_order.hpp"
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
@@ -35,7 +35,7 @@ class package_check {
 
     // Checks every entry; the number of problems found.
     std::size_t run() {
-        for (const placed_entry& e : entries_in_file_order(reader_)) {
+        for (const zela::placed_entry& e : zela::entries_in_file_order(reader_)) {
             check_entry(e);
         }
         return problems_;
@@ -50,7 +50,7 @@ class package_check {
     // The reader refuses an entry that lies outside the file, off a multiple
     // of 16 or over other bytes before anything is read or inflated, and a
     // stream that does not inflate to exactly its record as it inflates it.
-    void check_entry(const placed_entry& e) {
+    void check_entry(const zela::placed_entry& e) {
         try {
             const auto raw = reader_.get_raw_entry(e.name);
             const std::uint64_t hash = hash_bytes(raw->data(), raw->size());
