@@ -8,7 +8,8 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime
+            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime \
+            python3-dev pybind11-dev python3-pybind11 python3-pytest python3-numpy
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
