@@ -12,8 +12,8 @@ PYBIND11_MODULE(_zel, m) {
         "with Package.verify and zel.check, whose reports are data.";
     vorn::zel_python::bind_errors(m);
     vorn::zel_python::bind_bytes_view(m);
+    vorn::zel_python::bind_reports(m);
     vorn::zel_python::bind_reading(m);
     vorn::zel_python::bind_writing(m);
     vorn::zel_python::bind_resolving(m);
-    vorn::zel_python::bind_reports(m);
 }

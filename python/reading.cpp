@@ -21,6 +21,7 @@
 #include "python/typed_value.hpp"
 #include "zel/archive/file_order.hpp"
 #include "zel/archive/file_reader.hpp"
+#include "zel/archive/package_verify.hpp"
 
 namespace vorn::zel_python {
 
@@ -231,6 +232,15 @@ void bind_reading(py::module_& m) {
              "An entry stored as given is a view of the mapped file, no copy; it keeps the\n"
              "mapping alive while it lives. KeyError for a name the package lacks.")
         .def("scene", scene_of, "The scene of the package, read from its scene document.")
+        .def(
+            "verify",
+            [](const package& p) {
+                const auto reader = p.reader();
+                const py::gil_scoped_release unlocked;
+                return zela::verify_package(*reader, p.path().string());
+            },
+            "Checks every entry as zel verify does: where it lies, the hash of its stored\n"
+            "bytes, and that a deflated entry inflates to its size. Returns a Report.")
         .def("close", &package::close, "Lets go of the mapping; a second call does nothing.")
         .def("__enter__", [](const std::shared_ptr<package>& p) { return p; })
         .def("__exit__", [](package& p, const py::args&) { p.close(); })
