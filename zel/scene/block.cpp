@@ -3,6 +3,7 @@
 #include <google/dense_hash_map>
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 
 #include "zel/foundation/exception.hpp"
@@ -267,6 +268,35 @@ void zel_block::insert_parameter(const parameter_atoms& atoms) {
     }
     link_after(at, tail == no_parameter ? last_ : tail);
     ++live_;
+}
+
+void zel_block::insert_parameters(std::span<const parameter_atoms> list) {
+    if (!nodes_.empty() || list.size() > scanned_parameters) {
+        reserve_parameters(list.size());
+        for (const parameter_atoms& p : list) {
+            insert_parameter(p);
+        }
+        return;
+    }
+    // Into an empty small block, as a reader fills it: the runs are found in
+    // the list itself, and each name's text is looked up once rather than at
+    // every comparison, as find_run would.
+    nodes_.reserve(list.size());
+    std::array<std::string_view, scanned_parameters> names;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const parameter_atoms& p = list[i];
+        names[i] = text_of(p.name);
+        parameter_id tail = no_parameter;
+        for (std::size_t j = i; j-- > 0;) {
+            if ((p.name != no_atom && list[j].name == p.name) || names[j] == names[i]) {
+                tail = static_cast<parameter_id>(j);
+                break;
+            }
+        }
+        nodes_.push_back(node{p, no_parameter, no_parameter});
+        link_after(static_cast<parameter_id>(i), tail == no_parameter ? last_ : tail);
+        ++live_;
+    }
 }
 
 void zel_block::reserve_parameters(std::size_t count) {
