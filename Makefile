@@ -65,6 +65,7 @@ run: build
 	$(ZEL) check $(DEMO)/page.zel $(LIBRARIES)
 
 # Benchmarks run from their own Release build; BENCH picks one program.
+# BENCH=python_bench runs bench/python_bench.py against its C++ peer.
 BENCH ?= compression_bench
 bench: deps
 	cmake -S . -B $(BUILD)-bench -DCMAKE_BUILD_TYPE=Release -DZEL_BUILD_BENCH=ON -DZEL_BUILD_TESTS=OFF $(CMAKE_ARGS)
