@@ -3,14 +3,16 @@
 // The Writer owns the C++ writer; its blocks hold a share of the Writer's
 // state, so a block outliving its Writer, or used after the close, raises
 // ValueError instead of touching a finished writer. Storing bytes (which
-// deflates them) and closing run without the GIL; the bytes of a Python
-// object are borrowed for the call, not copied.
+// deflates them) and closing run without the GIL, and a lock of the writer's
+// own keeps two threads out of it at once; the bytes of a Python object are
+// borrowed for the call, not copied.
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,40 +29,58 @@ namespace py = pybind11;
 
 namespace {
 
-struct writer_state {
-    std::filesystem::path path;
-    std::unique_ptr<zel::zel_file_writer> writer;
-
+class writer_state {
+  public:
     writer_state(std::filesystem::path where, bool atomize, bool allow_dup)
-        : path(std::move(where)),
-          writer(std::make_unique<zel::zel_file_writer>(path, allow_dup, atomize)) {}
+        : path_(std::move(where)),
+          writer_(std::make_unique<zel::zel_file_writer>(path_, allow_dup, atomize)) {}
     writer_state(const writer_state&) = delete;
     writer_state& operator=(const writer_state&) = delete;
     // A writer that nobody closed is closed, as the C++ writer's destructor
     // would, but quietly: nothing may leave a destructor that Python runs.
     ~writer_state() {
-        if (writer) {
+        if (writer_) {
             try {
-                writer->close();
+                writer_->close();
             } catch (const std::exception&) {
                 // The file is left as the failed close leaves it: refused by readers.
             }
         }
     }
 
-    zel::zel_file_writer& open() const {
-        if (!writer) {
-            throw closed_object("writer of " + path.string() + " is closed");
-        }
-        return *writer;
+    const std::filesystem::path& path() const noexcept { return path_; }
+
+    // Runs work on the open writer under the writer's lock, with the GIL
+    // held: for calls that take no time. A thread that waits here holds up
+    // the others only until a call without the GIL is done, and that call
+    // never needs the GIL to finish.
+    template <class Work>
+    auto with_writer(Work work) const {
+        const std::lock_guard<std::mutex> guard(lock_);
+        return work(open());
+    }
+
+    // The same without the GIL, for calls that store bytes.
+    template <class Work>
+    auto with_writer_released(Work work) const {
+        const py::gil_scoped_release unlocked;
+        const std::lock_guard<std::mutex> guard(lock_);
+        return work(open());
+    }
+
+    bool closed() const {
+        const std::lock_guard<std::mutex> guard(lock_);
+        return !writer_;
     }
 
     // The checked close; after it, whether it raised or not, the writer is
     // finished with.
     void close() {
-        const std::unique_ptr<zel::zel_file_writer> finishing = std::move(writer);
+        std::unique_ptr<zel::zel_file_writer> finishing;
+        const py::gil_scoped_release unlocked;
+        const std::lock_guard<std::mutex> guard(lock_);
+        finishing = std::move(writer_);
         if (finishing) {
-            const py::gil_scoped_release unlocked;
             finishing->close();
         }
     }
@@ -73,8 +93,22 @@ struct writer_state {
             // The file goes either way.
         }
         std::error_code ignored;
-        std::filesystem::remove(path, ignored);
+        std::filesystem::remove(path_, ignored);
     }
+
+  private:
+    zel::zel_file_writer& open() const {
+        if (!writer_) {
+            throw closed_object("writer of " + path_.string() + " is closed");
+        }
+        return *writer_;
+    }
+
+    std::filesystem::path path_;
+    // Guards writer_ and everything made by it: the C++ writer and its
+    // blocks belong to one thread at a time.
+    mutable std::mutex lock_;
+    std::unique_ptr<zel::zel_file_writer> writer_;
 };
 
 using writer_handle = std::shared_ptr<writer_state>;
@@ -84,9 +118,9 @@ struct writer_block {
     zel::zel_block* block;
     std::string name;
 
-    zel::zel_block& open() const {
-        state->open();
-        return *block;
+    template <class Work>
+    auto with_block(Work work) const {
+        return state->with_writer([&](zel::zel_file_writer&) { return work(*block); });
     }
 };
 
@@ -100,20 +134,20 @@ void require_one_source(const py::object& data, const std::optional<std::filesys
 std::string add_binary(const writer_state& s, const std::string& hint, const py::object& data,
                        const std::optional<std::filesystem::path>& path) {
     require_one_source(data, path);
-    zel::zel_file_writer& w = s.open();
     if (path) {
-        const py::gil_scoped_release unlocked;
-        return opening(*path, [&] { return w.add_binary_data(hint, *path); });
+        return s.with_writer_released([&](zel::zel_file_writer& w) {
+            return opening(*path, [&] { return w.add_binary_data(hint, *path); });
+        });
     }
     const borrowed_bytes bytes(data);
-    const py::gil_scoped_release unlocked;
-    return w.add_binary_data(hint, bytes.data(), bytes.size());
+    return s.with_writer_released([&](zel::zel_file_writer& w) {
+        return w.add_binary_data(hint, bytes.data(), bytes.size());
+    });
 }
 
 void add_parameter(const writer_block& b, const std::string& name, const py::object& value,
                    const std::optional<std::string>& type, const std::optional<std::string>& unit,
                    const std::optional<std::string>& tag) {
-    zel::zel_block& block = b.open();
     generic_param param;
     if (type) {
         if (!py::isinstance<py::str>(value)) {
@@ -125,7 +159,7 @@ void add_parameter(const writer_block& b, const std::string& name, const py::obj
     }
     param.set_unit(unit.value_or(""));
     param.set_tag(tag.value_or(""));
-    block.add_parameter(name, param);
+    b.with_block([&](zel::zel_block& block) { block.add_parameter(name, param); });
 }
 
 // The entry that the last parameter of that name links to: the text behind
@@ -145,16 +179,18 @@ std::string add_binary_link_with_data(const writer_block& b, const std::string& 
                                       const std::optional<std::filesystem::path>& path,
                                       const std::string& hint) {
     require_one_source(data, path);
-    zel::zel_block& block = b.open();
+    zel::zel_block& block = *b.block;
     if (path) {
-        const py::gil_scoped_release unlocked;
-        opening(*path, [&] { block.add_binary_link_with_data(name, *path, hint); });
-    } else {
-        const borrowed_bytes bytes(data);
-        const py::gil_scoped_release unlocked;
-        block.add_binary_link_with_data(name, hint, bytes.data(), bytes.size());
+        return b.state->with_writer_released([&](zel::zel_file_writer&) {
+            opening(*path, [&] { block.add_binary_link_with_data(name, *path, hint); });
+            return linked_entry(block, name);
+        });
     }
-    return linked_entry(block, name);
+    const borrowed_bytes bytes(data);
+    return b.state->with_writer_released([&](zel::zel_file_writer&) {
+        block.add_binary_link_with_data(name, hint, bytes.data(), bytes.size());
+        return linked_entry(block, name);
+    });
 }
 
 }  // namespace
@@ -166,8 +202,12 @@ void bind_writing(py::module_& m) {
     py::class_<writer_block>(m, "WriterBlock",
                              "A block being written; valid until its Writer is closed.")
         .def_readonly("name", &writer_block::name)
-        .def_property_readonly(
-            "type", [](const writer_block& b) { return std::string(b.open().type().view()); })
+        .def_property_readonly("type",
+                               [](const writer_block& b) {
+                                   return b.with_block([](const zel::zel_block& block) {
+                                       return std::string(block.type().view());
+                                   });
+                               })
         .def("add_parameter", add_parameter, py::arg("name"), py::arg("value"),
              py::arg("type") = py::none(), py::arg("unit") = py::none(),
              py::arg("tag") = py::none(),
@@ -178,13 +218,18 @@ void bind_writing(py::module_& m) {
         .def(
             "add_link",
             [](const writer_block& b, const std::string& name, const std::string& block,
-               const std::string& library) { b.open().add_link(name, block, library); },
+               const std::string& library) {
+                b.with_block([&](zel::zel_block& self) { self.add_link(name, block, library); });
+            },
             py::arg("name"), py::arg("block"), py::arg("library") = "",
             "Links to a block of this package, or of the library of that alias.")
         .def(
             "add_binary_link",
             [](const writer_block& b, const std::string& name, const std::string& binary,
-               const std::string& library) { b.open().add_binary_link(name, binary, library); },
+               const std::string& library) {
+                b.with_block(
+                    [&](zel::zel_block& self) { self.add_binary_link(name, binary, library); });
+            },
             py::arg("name"), py::arg("binary"), py::arg("library") = "",
             "Links to a binary stored already, in this package or in a library.")
         .def("add_binary_link_with_data", add_binary_link_with_data, py::arg("name"),
@@ -194,7 +239,7 @@ void bind_writing(py::module_& m) {
         .def(
             "add_extra_attribute",
             [](const writer_block& b, const std::string& name, const std::string& value) {
-                b.open().add_extra_attribute(name, value);
+                b.with_block([&](zel::zel_block& self) { self.add_extra_attribute(name, value); });
             },
             py::arg("name"), py::arg("value"), "Adds an attribute of the block itself.")
         .def("__repr__", [](const writer_block& b) { return "<zel.WriterBlock " + b.name + ">"; });
@@ -211,18 +256,21 @@ void bind_writing(py::module_& m) {
              py::arg("path"), py::arg("atomize") = true, py::arg("allow_dup") = false,
              "Creates the package at path, replacing any file there. atomize writes the\n"
              "compact document; allow_dup keeps a second copy of equal bytes.")
-        .def_readonly("path", &writer_state::path)
+        .def_property_readonly("path", &writer_state::path)
         .def(
             "add_block",
             [](const writer_handle& s, const std::string& type, const std::string& name) {
-                return writer_block{s, &s->open().add_block(type, name), name};
+                zel::zel_block* block = s->with_writer(
+                    [&](zel::zel_file_writer& w) { return &w.add_block(type, name); });
+                return writer_block{s, block, name};
             },
             py::arg("type"), py::arg("name"),
             "Adds a block; ValueError for a bad type or name, ZelError for a name taken.")
         .def(
             "block_exists",
             [](const writer_state& s, const std::string& name) {
-                return s.open().exists_block(name);
+                return s.with_writer(
+                    [&](const zel::zel_file_writer& w) { return w.exists_block(name); });
             },
             py::arg("name"))
         .def("add_binary", add_binary, py::arg("hint"), py::arg("data") = py::none(),
@@ -233,7 +281,8 @@ void bind_writing(py::module_& m) {
         .def(
             "add_uncompressed_extension",
             [](const writer_state& s, const std::string& extension) {
-                s.open().add_uncompressed_extension(extension);
+                s.with_writer(
+                    [&](zel::zel_file_writer& w) { w.add_uncompressed_extension(extension); });
             },
             py::arg("extension"),
             "Stores binaries whose hint ends in extension (with its dot, as \".png\") as\n"
@@ -242,18 +291,26 @@ void bind_writing(py::module_& m) {
             "register_library",
             [](const writer_state& s, const std::string& alias,
                const std::filesystem::path& contents_path) {
-                zel::zel_file_writer& w = s.open();
-                opening(contents_path, [&] { w.register_library_contents(contents_path, alias); });
+                s.with_writer([&](zel::zel_file_writer& w) {
+                    opening(contents_path,
+                            [&] { w.register_library_contents(contents_path, alias); });
+                });
             },
             py::arg("alias"), py::arg("contents_path"),
             "Registers the library described by the contents file at contents_path under\n"
             "alias, so that links into it can be proven.")
         .def_property(
-            "validation", [](const writer_state& s) { return s.open().validation_mode(); },
-            [](const writer_state& s, std::uint32_t mode) { s.open().set_validation_mode(mode); },
+            "validation",
+            [](const writer_state& s) {
+                return s.with_writer(
+                    [](const zel::zel_file_writer& w) { return w.validation_mode(); });
+            },
+            [](const writer_state& s, std::uint32_t mode) {
+                s.with_writer([&](zel::zel_file_writer& w) { w.set_validation_mode(mode); });
+            },
             "The validation mode: 1 proves links into registered libraries as they are\n"
             "added, 2 refuses bytes that a registered library holds.")
-        .def_property_readonly("closed", [](const writer_state& s) { return !s.writer; })
+        .def_property_readonly("closed", &writer_state::closed)
         .def("close", &writer_state::close,
              "Writes the scene document, the table of contents and the header; raises what\n"
              "went wrong. After it the writer and its blocks are finished with.")
@@ -270,7 +327,7 @@ void bind_writing(py::module_& m) {
             },
             py::arg("exc_type"), py::arg("exc"), py::arg("traceback"))
         .def("__repr__",
-             [](const writer_state& s) { return "<zel.Writer " + s.path.string() + ">"; });
+             [](const writer_state& s) { return "<zel.Writer " + s.path().string() + ">"; });
 }
 
 }  // namespace vorn::zel_python

@@ -1,4 +1,6 @@
 """Writing a package: the same bytes as the C++ writer, and the Writer's life."""
+import threading
+
 import pytest
 
 import zel
@@ -108,3 +110,31 @@ def test_validation_proves_links_into_registered_libraries(tmp_path, zel_tool):
         block.add_link("good", "wood_01", library="library")
         with pytest.raises(zel.ZelError, match="could not find a block named stone"):
             block.add_link("bad", "stone", library="library")
+
+
+def test_threads_sharing_a_writer_take_turns(tmp_path):
+    path = tmp_path / "shared.zel"
+    payloads = {f"t{t}/b{i}.raw": bytes([t, i]) * 30000 for t in range(6) for i in range(8)}
+    failures = []
+
+    def write_part(writer, t):
+        try:
+            block = writer.add_block("part", f"part{t}")
+            for i in range(8):
+                name = f"t{t}/b{i}.raw"
+                stored = writer.add_binary(name, data=payloads[name])
+                block.add_binary_link(f"b{i}", stored)
+                block.add_parameter("count", i)
+        except Exception as error:  # noqa: BLE001 - reported below
+            failures.append(error)
+
+    with zel.Writer(path) as writer:
+        threads = [threading.Thread(target=write_part, args=(writer, t)) for t in range(6)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+    assert failures == []
+    with zel.open(path) as package:
+        assert all(bytes(package.read(name)) == data for name, data in payloads.items())
+        assert len(package.scene()) == 6
