@@ -44,7 +44,13 @@ class package {
     }
     const std::filesystem::path& path() const noexcept { return path_; }
     bool closed() const noexcept { return !reader_; }
-    void close() noexcept { reader_.reset(); }
+    // Lets go of the mapping without the GIL: the last share of a large
+    // mapping takes a while to end.
+    void close() noexcept {
+        std::shared_ptr<zela::zel_archive_file_reader> last = std::move(reader_);
+        const py::gil_scoped_release unlocked;
+        last.reset();
+    }
 
   private:
     std::filesystem::path path_;
