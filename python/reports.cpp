@@ -67,6 +67,9 @@ void bind_reports(py::module_& m) {
                                })
         .def_readonly("message", &finding::message)
         .def_property_readonly(
+            "file", [](const finding& f) { return where(f, finding_place::file, f.file); },
+            "A file beside the package, such as a stray temporary of a write.")
+        .def_property_readonly(
             "entry", [](const finding& f) { return where(f, finding_place::entry, f.entry); })
         .def_property_readonly(
             "offset", [](const finding& f) { return where(f, finding_place::entry, f.offset); },

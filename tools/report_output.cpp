@@ -8,10 +8,9 @@
 
 namespace vorn::zel_tool {
 
-namespace {
-
-zela::package_report made_or_unreadable(const std::string& command, const std::string& package,
-                                        const std::function<zela::package_report()>& make_report) {
+zela::package_report report_or_unreadable(
+    const std::string& command, const std::string& package,
+    const std::function<zela::package_report()>& make_report) {
     try {
         return make_report();
     } catch (const usage_error&) {
@@ -23,18 +22,19 @@ zela::package_report made_or_unreadable(const std::string& command, const std::s
     }
 }
 
-}  // namespace
+int print_json(const zela::package_report& report) {
+    std::printf("%s\n", zela::to_json(report).c_str());
+    return report.sound() ? exit_success : exit_failure;
+}
 
 int run_report(const std::string& command, const std::string& package, bool json,
                const std::function<void(const zela::package_report&)>& print_text,
                const std::function<zela::package_report()>& make_report) {
-    if (!json) {
-        const zela::package_report report = make_report();
-        print_text(report);
-        return report.sound() ? exit_success : exit_failure;
+    if (json) {
+        return print_json(report_or_unreadable(command, package, make_report));
     }
-    const zela::package_report report = made_or_unreadable(command, package, make_report);
-    std::printf("%s\n", zela::to_json(report).c_str());
+    const zela::package_report report = make_report();
+    print_text(report);
     return report.sound() ? exit_success : exit_failure;
 }
 

@@ -18,4 +18,12 @@ int run_report(const std::string& command, const std::string& package, bool json
                const std::function<void(const zela::package_report&)>& print_text,
                const std::function<zela::package_report()>& make_report);
 
+// The report that make_report makes, or the report of a package that cannot
+// be opened; a usage_error passes.
+zela::package_report report_or_unreadable(const std::string& command, const std::string& package,
+                                          const std::function<zela::package_report()>& make_report);
+
+// Prints the JSON form; the exit status that goes with the report.
+int print_json(const zela::package_report& report);
+
 }  // namespace vorn::zel_tool

@@ -1,9 +1,11 @@
 // zel verify: checks everything that a package records about itself
-// (zel/archive/package_verify.hpp) and prints the report, one line for each
-// problem and a summary, or as JSON.
+// (zel/archive/package_verify.hpp) and prints the report: the stray
+// temporaries beside the package, one line for each problem and a summary;
+// or the report as JSON.
 #include <cinttypes>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
@@ -16,28 +18,58 @@ namespace vorn::zel_tool {
 
 namespace {
 
-void print_text(const zela::package_report& report) {
-    for (const zela::finding& f : report.findings) {
+void print_finding(const zela::finding& f) {
+    if (f.place == zela::finding_place::file) {
+        std::printf("%s: %s\n", printable(f.file).c_str(), printable(f.message).c_str());
+    } else {
         std::printf("entry %s: %s\n", printable(f.entry).c_str(), printable(f.message).c_str());
     }
-    const std::uint64_t entries = report.count("entries");
-    if (!report.findings.empty()) {
-        const std::size_t problems = report.findings.size();
-        std::printf("%s: %zu %s in %" PRIu64 " entries\n", printable(report.package).c_str(),
-                    problems, problems == 1 ? "problem" : "problems", entries);
-        return;
+}
+
+// The stray temporaries come first, so that they are said even of a package
+// that cannot be read, or that a killed first write never made.
+int print_text(const std::string& package) {
+    for (const zela::finding& f : zela::stray_temporaries(package)) {
+        print_finding(f);
     }
-    std::printf("%s: header, table of contents and %" PRIu64 " %s sound\n",
-                printable(report.package).c_str(), entries,
-                entries == 1 ? "entry is" : "entries are");
+    const zela::package_report report =
+        zela::verify_package(zela::zel_archive_file_reader(package), package);
+    for (const zela::finding& f : report.findings) {
+        if (f.place != zela::finding_place::file) {
+            print_finding(f);
+        }
+    }
+    const std::uint64_t entries = report.count("entries");
+    if (const std::size_t problems = report.errors(); problems != 0) {
+        std::printf("%s: %zu %s in %" PRIu64 " entries\n", printable(package).c_str(), problems,
+                    problems == 1 ? "problem" : "problems", entries);
+    } else {
+        std::printf("%s: header, table of contents and %" PRIu64 " %s sound\n",
+                    printable(package).c_str(), entries, entries == 1 ? "entry is" : "entries are");
+    }
+    return report.sound() ? exit_success : exit_failure;
+}
+
+int print_json(const std::string& package) {
+    bool opened = false;
+    zela::package_report report = report_or_unreadable("verify", package, [&] {
+        zela::package_report verified =
+            zela::verify_package(zela::zel_archive_file_reader(package), package);
+        opened = true;
+        return verified;
+    });
+    if (!opened) {
+        // The stray temporaries are there all the same.
+        std::vector<zela::finding> strays = zela::stray_temporaries(package);
+        report.findings.insert(report.findings.begin(), strays.begin(), strays.end());
+    }
+    return zel_tool::print_json(report);
 }
 
 int run_verify(const std::vector<std::string>& args) {
     const arguments parsed(args, {"--json"});
     const std::string package = parsed.operands(1, 1)[0];
-    return run_report("verify", package, parsed.has("--json"), print_text, [&] {
-        return zela::verify_package(zela::zel_archive_file_reader(package), package);
-    });
+    return parsed.has("--json") ? print_json(package) : print_text(package);
 }
 
 }  // namespace
@@ -48,8 +80,13 @@ const command verify_command = {
     "it lies within the file at a multiple of 16, apart from the header, the table of\n"
     "contents and the other entries; that its stored bytes hash to the recorded\n"
     "value; and that a deflated entry inflates to exactly its recorded size. Prints\n"
-    "each problem found and exits with status 1 if there is any. With --json, prints\n"
-    "the report as one JSON object instead (doc/package_report.md).\n",
+    "each problem found and exits with status 1 if there is any.\n\n"
+    "It also names the stray temporaries of PACKAGE beside it, files named\n"
+    "PACKAGE.<12 hexadecimal digits>.tmp that a write killed before it finished\n"
+    "left behind (see zel pack --help). Nothing reads them and, once no write of\n"
+    "PACKAGE is going on, they may be deleted; they do not change the status.\n\n"
+    "With --json, prints the report as one JSON object instead\n"
+    "(doc/package_report.md).\n",
     run_verify};
 
 }  // namespace vorn::zel_tool

@@ -88,6 +88,24 @@ def test_check_reports_equal_the_tool_json(packages, zel_tool, tmp_path):
         0, zel.check(packages["library"]).to_dict())
 
 
+def test_stray_temporaries_are_warnings_listed_first(packages, zel_tool, tmp_path):
+    sound = packages["sound"]
+    stray = tmp_path / "sound.zel.0123456789ab.tmp"
+    stray.write_bytes(b"part")
+    with zel.open(sound) as package:
+        report = package.verify()
+    assert [(f.code, f.severity, f.file) for f in report.findings] == [
+        ("stray-temporary-file", "warning", str(stray))]
+    assert report.sound and report.warnings == 1
+    assert tool_report(zel_tool, "verify", sound) == (0, report.to_dict())
+    junk = tmp_path / "junk.zel.00000000000a.tmp"
+    junk.write_bytes(b"part")
+    status, unreadable = tool_report(zel_tool, "verify", tmp_path / "junk.zel")
+    assert status == 1
+    assert [f["code"] for f in unreadable["findings"]] == ["stray-temporary-file",
+                                                             "package-unreadable"]
+
+
 def test_tool_json_reports_a_package_it_cannot_open(zel_tool, tmp_path):
     junk = tmp_path / "junk.zel"
     junk.write_bytes(b"not a package at all, but long enough for a header......")

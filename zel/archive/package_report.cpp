@@ -99,6 +99,9 @@ void append_finding(std::string& out, const finding& f) {
     switch (f.place) {
         case finding_place::package:
             break;
+        case finding_place::file:
+            append_field(out, "file", f.file);
+            break;
         case finding_place::entry:
             append_field(out, "entry", f.entry);
             append_field(out, "offset", f.offset);

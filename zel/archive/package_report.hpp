@@ -5,9 +5,10 @@
 // A finding has a stable code (a word that a program may test, which never
 // changes with the wording of the message), a severity, where it is and the
 // message in words, as the text form prints it behind the place. Places are
-// of three kinds: an entry of the archive with the file offset of its stored
-// bytes; a parameter of a block (of the metadata table or the ordinary one)
-// with the link it holds; a library by its alias.
+// of four kinds besides the package as a whole: a file beside the package;
+// an entry of the archive with the file offset of its stored bytes; a
+// parameter of a block (of the metadata table or the ordinary one) with the
+// link it holds; a library by its alias.
 //
 // The JSON form, documented in doc/package_report.md, is one object:
 //   {"command": ..., "package": ..., "errors": N, "warnings": N,
@@ -30,12 +31,13 @@ namespace vorn::zela {
 
 enum class finding_severity { error, warning };
 
-enum class finding_place { package, entry, parameter, library };
+enum class finding_place { package, file, entry, parameter, library };
 
 struct finding {
     std::string code;
     finding_severity severity = finding_severity::error;
     finding_place place = finding_place::package;
+    std::string file;  // a file beside the package
     std::string entry;
     std::uint64_t offset = 0;
     std::string block;
@@ -65,6 +67,7 @@ struct package_report {
 // The codes of the findings that the library's checks make.
 namespace finding_codes {
 inline constexpr std::string_view package_unreadable = "package-unreadable";
+inline constexpr std::string_view stray_temporary_file = "stray-temporary-file";
 inline constexpr std::string_view entry_unreadable = "entry-unreadable";
 inline constexpr std::string_view entry_hash_mismatch = "entry-hash-mismatch";
 inline constexpr std::string_view entry_inflate_failed = "entry-inflate-failed";

@@ -31,6 +31,13 @@ TEST(PackageReportTest, JsonHasEveryPlaceInItsOwnKeys) {
     report.package = "p.zel";
     report.counts = {{"links", 2}, {"local_links", 1}};
     report.external_refs = std::vector<std::string>{"lib", "other"};
+    finding stray;
+    stray.code = "stray-temporary-file";
+    stray.severity = finding_severity::warning;
+    stray.place = finding_place::file;
+    stray.file = "p.zel.0123456789ab.tmp";
+    stray.message = "s";
+    report.findings.push_back(stray);
     report.findings.push_back(at_entry("entry-hash-mismatch", "a.bin", 48, "bad"));
     finding link;
     link.code = "broken-link";
@@ -50,14 +57,16 @@ TEST(PackageReportTest, JsonHasEveryPlaceInItsOwnKeys) {
     report.findings.push_back(library);
 
     EXPECT_EQ(report.errors(), 2u);
-    EXPECT_EQ(report.warnings(), 1u);
+    EXPECT_EQ(report.warnings(), 2u);
     EXPECT_FALSE(report.sound());
     EXPECT_EQ(report.count("local_links"), 1u);
     EXPECT_EQ(report.count("absent"), 0u);
     EXPECT_EQ(to_json(report),
-              R"({"command": "check", "package": "p.zel", "errors": 2, "warnings": 1, )"
+              R"({"command": "check", "package": "p.zel", "errors": 2, "warnings": 2, )"
               R"("counts": {"links": 2, "local_links": 1}, "external_refs": ["lib", "other"], )"
-              R"("findings": [{"code": "entry-hash-mismatch", "severity": "error", )"
+              R"("findings": [{"code": "stray-temporary-file", "severity": "warning", )"
+              R"("file": "p.zel.0123456789ab.tmp", "message": "s"}, )"
+              R"({"code": "entry-hash-mismatch", "severity": "error", )"
               R"("entry": "a.bin", "offset": 48, "message": "bad"}, {"code": "broken-link", )"
               R"("severity": "error", "block": "chair", "metadata": true, "parameter": "base", )"
               R"("link": "lib#oak", "message": "no block oak in library lib"}, )"

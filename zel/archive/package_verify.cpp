@@ -4,12 +4,17 @@
 #include <cstdio>
 
 #include "zel/archive/file_order.hpp"
+#include "zel/archive/system/output_file.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
 
 namespace vorn::zela {
 
 namespace {
+
+constexpr std::string_view stray_prefix = "stray temporary of an unfinished write of ";
+constexpr std::string_view stray_suffix =
+    "; nothing reads it, and unless that write is still going on it may be deleted";
 
 std::string hex(std::uint64_t value) {
     char text[17];
@@ -56,10 +61,25 @@ void check_entry(const zel_archive_reader& reader, const placed_entry& e, packag
 
 }  // namespace
 
+std::vector<finding> stray_temporaries(const std::string& package) {
+    std::vector<finding> found;
+    for (const std::filesystem::path& file : vorn::system::temporaries_of(package)) {
+        finding f;
+        f.code = finding_codes::stray_temporary_file;
+        f.severity = finding_severity::warning;
+        f.place = finding_place::file;
+        f.file = file.string();
+        f.message = std::string(stray_prefix) + package + std::string(stray_suffix);
+        found.push_back(std::move(f));
+    }
+    return found;
+}
+
 package_report verify_package(const zel_archive_reader& reader, const std::string& package) {
     package_report report;
     report.command = "verify";
     report.package = package;
+    report.findings = stray_temporaries(package);
     const std::vector<placed_entry> entries = entries_in_file_order(reader);
     for (const placed_entry& e : entries) {
         check_entry(reader, e, report);
