@@ -2,6 +2,7 @@
 
 #include <rapidxml/rapidxml.hpp>
 
+#include <cstring>
 #include <functional>
 #include <new>
 
@@ -42,8 +43,13 @@ py::handle make_class(py::module_& m, const char* name, const char* doc, py::han
     return type;                           // and ours is never released
 }
 
+// Messages quote names from files, which may be any bytes.
 void raise(py::handle type, const char* text) {
-    PyErr_SetString(type.ptr(), text);
+    const py::object message = py::reinterpret_steal<py::object>(
+        PyUnicode_DecodeUTF8(text, static_cast<Py_ssize_t>(std::strlen(text)), "backslashreplace"));
+    if (message) {
+        PyErr_SetObject(type.ptr(), message.ptr());
+    }
 }
 
 void translate(std::exception_ptr failure) {

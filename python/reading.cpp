@@ -17,6 +17,7 @@
 
 #include "python/bindings.hpp"
 #include "python/bytes_view.hpp"
+#include "python/package_text.hpp"
 #include "python/python_errors.hpp"
 #include "python/typed_value.hpp"
 #include "zel/archive/file_order.hpp"
@@ -58,7 +59,7 @@ class package {
 };
 
 struct entry_info {
-    std::string name;
+    package_text name;
     std::uint64_t offset;
     std::uint64_t stored_size;
     std::uint64_t size;
@@ -70,16 +71,21 @@ std::vector<entry_info> entries_of(const zela::zel_archive_reader& reader) {
     std::vector<entry_info> entries;
     for (zela::placed_entry& e : zela::entries_in_file_order(reader)) {
         const auto& r = *e.record;
-        entries.push_back({std::move(e.name), r.off, r.csize, r.dsize == 0 ? r.csize : r.dsize,
-                           r.hash, r.dsize != 0});
+        entries.push_back({{std::move(e.name)},
+                           r.off,
+                           r.csize,
+                           r.dsize == 0 ? r.csize : r.dsize,
+                           r.hash,
+                           r.dsize != 0});
     }
     return entries;
 }
 
-py::memoryview read_entry(const package& p, const std::string& name, bool raw) {
+py::memoryview read_entry(const package& p, const package_text& text, bool raw) {
     const auto reader = p.reader();
+    const std::string& name = text.bytes;
     if (reader->get_entry_record(name) == nullptr) {
-        throw py::key_error(name);
+        raise_key_error(text);
     }
     std::shared_ptr<const read_buffer> buffer;
     {
@@ -116,17 +122,20 @@ std::vector<block_view> metadata_blocks_of(const scene_view& scene) {
 }
 
 struct parameter_view {
-    std::string name;
-    std::string value;
-    std::string type;
-    std::string unit;
-    std::string tag;
+    package_text name;
+    package_text value;
+    package_text type;
+    package_text unit;
+    package_text tag;
 };
 
+package_text text_of(intrusive_string text) {
+    return {std::string(text.view())};
+}
+
 parameter_view parameter_of(const zel::zel_block::parameter& p) {
-    return {std::string(p.name.view()), std::string(p.value.value().view()),
-            std::string(p.value.type().view()), std::string(p.value.unit().view()),
-            std::string(p.value.tag().view())};
+    return {text_of(p.name), text_of(p.value.value()), text_of(p.value.type()),
+            text_of(p.value.unit()), text_of(p.value.tag())};
 }
 
 std::vector<parameter_view> parameters_of(const block_view& b) {
@@ -138,18 +147,18 @@ std::vector<parameter_view> parameters_of(const block_view& b) {
     return parameters;
 }
 
-parameter_view parameter_named(const block_view& b, const std::string& name) {
-    const zel::zel_block::parameter_id id = b.block->find_parameter(name);
+parameter_view parameter_named(const block_view& b, const package_text& name) {
+    const zel::zel_block::parameter_id id = b.block->find_parameter(name.bytes);
     if (id == zel::zel_block::no_parameter) {
-        throw py::key_error(name);
+        raise_key_error(name);
     }
     return parameter_of(b.block->parameter_at(id));
 }
 
-std::vector<std::pair<std::string, std::string>> attributes_of(const block_view& b) {
-    std::vector<std::pair<std::string, std::string>> attributes;
+std::vector<std::pair<package_text, package_text>> attributes_of(const block_view& b) {
+    std::vector<std::pair<package_text, package_text>> attributes;
     for (const auto& [name, value] : b.block->extra_attributes()) {
-        attributes.emplace_back(name.view(), value.view());
+        attributes.emplace_back(text_of(name), text_of(value));
     }
     return attributes;
 }
@@ -166,9 +175,9 @@ void bind_reading(py::module_& m) {
         .def_readonly("compressed", &entry_info::compressed,
                       "Whether the stored bytes are deflated.")
         .def("__repr__", [](const entry_info& e) {
-            return "<zel.Entry " + e.name + " at " + std::to_string(e.offset) + ", " +
-                   std::to_string(e.stored_size) + " stored, " + std::to_string(e.size) +
-                   " payload>";
+            return package_text{"<zel.Entry " + e.name.bytes + " at " + std::to_string(e.offset) +
+                                ", " + std::to_string(e.stored_size) + " stored, " +
+                                std::to_string(e.size) + " payload>"};
         });
 
     py::class_<parameter_view>(m, "Parameter", "A typed parameter of a block, as texts.")
@@ -179,19 +188,20 @@ void bind_reading(py::module_& m) {
         .def_readonly("unit", &parameter_view::unit, "The unit; \"\" when it has none.")
         .def_readonly("tag", &parameter_view::tag, "The tag; \"\" when it has none.")
         .def(
-            "typed", [](const parameter_view& p) { return typed_value(p.type, p.value); },
+            "typed",
+            [](const parameter_view& p) { return typed_value(p.type.bytes, p.value.bytes); },
             "The value as Python sees it by its type word: int for \"integer\", float for\n"
             "\"double\", bool for \"boolean\", str for \"string\", and a tuple of exactly the\n"
             "given count for an array such as \"double3\". The text itself for \"link\",\n"
             "\"binary\" and unknown types. Raises ValueError for a text that does not read.")
         .def("__repr__", [](const parameter_view& p) {
-            return "<zel.Parameter " + p.name + " " + p.type + " \"" + p.value + "\">";
+            return package_text{"<zel.Parameter " + p.name.bytes + " " + p.type.bytes + " \"" +
+                                p.value.bytes + "\">"};
         });
 
     py::class_<block_view>(m, "Block", "A block of a scene: a type and its parameters in order.")
-        .def_readonly("name", &block_view::name)
-        .def_property_readonly(
-            "type", [](const block_view& b) { return std::string(b.block->type().view()); })
+        .def_property_readonly("name", [](const block_view& b) { return package_text{b.name}; })
+        .def_property_readonly("type", [](const block_view& b) { return text_of(b.block->type()); })
         .def_property_readonly("parameters", parameters_of,
                                "The parameters in the block's order, a list of Parameter.")
         .def_property_readonly("extra_attributes", attributes_of,
@@ -200,7 +210,8 @@ void bind_reading(py::module_& m) {
              "The first parameter of that name; KeyError if the block has none.")
         .def("__len__", [](const block_view& b) { return b.block->parameter_count(); })
         .def("__repr__", [](const block_view& b) {
-            return "<zel.Block " + b.name + " of type " + std::string(b.block->type().view()) + ">";
+            return package_text{"<zel.Block " + b.name + " of type " +
+                                std::string(b.block->type().view()) + ">"};
         });
 
     py::class_<scene_view>(m, "Scene", "The scene of a package: its blocks and metadata blocks.")
@@ -210,11 +221,12 @@ void bind_reading(py::module_& m) {
             "The blocks, a list of Block in the order of the block table.")
         .def(
             "block",
-            [](const scene_view& s, const std::string& name) {
-                if (!s.index->exists_block(name)) {
-                    throw py::key_error(name);
+            [](const scene_view& s, const package_text& name) {
+                if (!s.index->exists_block(name.bytes)) {
+                    raise_key_error(name);
                 }
-                return block_view{s.index, s.index->get_block(std::string_view(name)), name};
+                return block_view{s.index, s.index->get_block(std::string_view(name.bytes)),
+                                  name.bytes};
             },
             py::arg("name"), "The block of that name; KeyError if there is none.")
         .def("metadata_blocks", metadata_blocks_of,

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "python/bindings.hpp"
+#include "python/package_text.hpp"
 #include "python/python_errors.hpp"
 #include "zel/archive/file_reader.hpp"
 #include "zel/archive/package_report.hpp"
@@ -31,8 +32,15 @@ using zela::finding_place;
 using zela::package_report;
 
 // A field of the finding where its place has it, else None.
-template <class T>
-py::object where(const finding& f, finding_place place, const T& value) {
+py::object where(const finding& f, finding_place place, const std::string& text) {
+    return f.place == place ? py::cast(package_text{text}) : py::none();
+}
+
+py::object where(const finding& f, finding_place place, std::uint64_t value) {
+    return f.place == place ? py::cast(value) : py::none();
+}
+
+py::object where(const finding& f, finding_place place, bool value) {
     return f.place == place ? py::cast(value) : py::none();
 }
 
@@ -65,7 +73,7 @@ void bind_reports(py::module_& m) {
                                    return f.severity == zela::finding_severity::error ? "error"
                                                                                       : "warning";
                                })
-        .def_readonly("message", &finding::message)
+        .def_property_readonly("message", [](const finding& f) { return package_text{f.message}; })
         .def_property_readonly(
             "file", [](const finding& f) { return where(f, finding_place::file, f.file); },
             "A file beside the package, such as a stray temporary of a write.")
@@ -92,7 +100,8 @@ void bind_reports(py::module_& m) {
 
     py::class_<package_report>(m, "Report", "What zel verify or zel check found in one package.")
         .def_readonly("command", &package_report::command, "\"verify\" or \"check\".")
-        .def_readonly("package", &package_report::package)
+        .def_property_readonly("package",
+                               [](const package_report& r) { return package_text{r.package}; })
         .def_property_readonly("errors", &package_report::errors)
         .def_property_readonly("warnings", &package_report::warnings)
         .def_property_readonly("sound", &package_report::sound, "Whether nothing is an error.")
@@ -106,8 +115,19 @@ void bind_reports(py::module_& m) {
                 return counts;
             },
             "What the check looked at, as {name: number}.")
-        .def_readonly("external_refs", &package_report::external_refs,
-                      "The libraries the package names, for a check; None for verify.")
+        .def_property_readonly(
+            "external_refs",
+            [](const package_report& r) -> py::object {
+                if (!r.external_refs) {
+                    return py::none();
+                }
+                py::list refs;
+                for (const std::string& ref : *r.external_refs) {
+                    refs.append(py::cast(package_text{ref}));
+                }
+                return refs;
+            },
+            "The libraries the package names, for a check; None for verify.")
         .def_readonly("findings", &package_report::findings, "A list of Finding, in order.")
         .def("to_json", &zela::to_json, "The report as the tool's --json prints it, on one line.")
         .def(
@@ -117,9 +137,9 @@ void bind_reports(py::module_& m) {
             },
             "The report as plain data: the tool's --json output, read.")
         .def("__repr__", [](const package_report& r) {
-            return "<zel.Report " + r.command + " " + r.package + ": " +
-                   std::to_string(r.errors()) + " errors, " + std::to_string(r.warnings()) +
-                   " warnings>";
+            return package_text{"<zel.Report " + r.command + " " + r.package + ": " +
+                                std::to_string(r.errors()) + " errors, " +
+                                std::to_string(r.warnings()) + " warnings>"};
         });
 
     m.def("check", check, py::arg("path"),

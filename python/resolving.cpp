@@ -16,6 +16,7 @@
 
 #include "python/bindings.hpp"
 #include "python/bytes_view.hpp"
+#include "python/package_text.hpp"
 #include "python/python_errors.hpp"
 #include "zel/scene/scene_graph.hpp"
 #include "zel/scene/scene_resolver.hpp"
@@ -56,8 +57,8 @@ void bind_resolving(py::module_& m) {
              "Where a link of the root leads: (file, block), file \"\" for the root.")
         .def(
             "get_binary",
-            [](zel::zel_scene_graph& g, const std::string& link, bool raw) {
-                return view_of(g.get_binary(link, raw));
+            [](zel::zel_scene_graph& g, const package_text& link, bool raw) {
+                return view_of(g.get_binary(link.bytes, raw));
             },
             py::arg("link"), py::arg("raw") = false,
             "The bytes a binary link names, decoded or with raw as stored, as a read-only\n"
@@ -73,9 +74,9 @@ void bind_resolving(py::module_& m) {
         .def_property_readonly(
             "external_references",
             [](const zel::zel_scene_graph& g) {
-                std::vector<std::string> refs;
+                std::vector<package_text> refs;
                 for (const intrusive_string& ref : g.external_references()) {
-                    refs.emplace_back(ref.view());
+                    refs.push_back({std::string(ref.view())});
                 }
                 return refs;
             },

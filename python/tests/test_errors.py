@@ -109,3 +109,29 @@ def test_a_link_without_hash_is_a_value_error(tmp_path):
         graph.resolve_link("no hash")
     with pytest.raises(zel.ZelError, match="Failed to get binary"):
         graph.get_binary("#absent.bin")
+
+
+def test_names_of_any_bytes_come_and_go_as_surrogate_escaped_strs(tmp_path, zel_tool):
+    import os
+    import subprocess
+    work = tmp_path / "pack"
+    work.mkdir()
+    (work / "__zel_index__.xml").write_bytes(
+        b'<zelfile><metazel/><zel><mesh name="odd\xff"><p type="integer">1</p></mesh></zel>'
+        b'</zelfile>')
+    odd_file = os.fsencode(work) + b"/bad\xfe.raw"
+    with open(odd_file, "wb") as f:
+        f.write(b"payload")
+    subprocess.run([zel_tool, "pack", str(tmp_path / "odd.zel"), "__zel_index__.xml",
+                    b"bad\xfe.raw"], cwd=work, check=True, capture_output=True)
+    with zel.open(tmp_path / "odd.zel") as package:
+        names = {e.name for e in package.entries()}
+        assert "bad\udcfe.raw" in names
+        assert bytes(package.read("bad\udcfe.raw")) == b"payload"
+        with pytest.raises(KeyError) as missing:
+            package.read("gone\udcfe")
+        assert missing.value.args == ("gone\udcfe",)
+        scene = package.scene()
+    assert [b.name for b in scene.blocks()] == ["odd\udcff"]
+    assert scene.block("odd\udcff").parameter("p").typed() == 1
+    assert "odd" in repr(scene.block("odd\udcff"))
