@@ -101,7 +101,7 @@ void* map_new(std::size_t mapped, std::size_t size) {
         throw std::bad_alloc();
     }
     const std::size_t populated = (size + page - 1) & ~(page - 1);
-    if (::madvise(block, populated, MADV_POPULATE_WRITE) != 0) {
+    if (populated != 0 && ::madvise(block, populated, MADV_POPULATE_WRITE) != 0) {
         // A system without that advice maps the whole class in place instead.
         ::munmap(block, mapped);
         block = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE,
@@ -124,6 +124,17 @@ void* map_prefaulted(std::size_t size) {
         return kept;
     }
     return map_new(mapped, size);
+}
+
+void* map_recyclable(std::size_t size) {
+    if (size > (std::size_t{1} << 62)) {
+        throw std::bad_alloc();
+    }
+    const std::size_t mapped = class_size(size);
+    if (void* kept = kept_store().take(mapped)) {
+        return kept;
+    }
+    return map_new(mapped, 0);
 }
 
 void unmap_prefaulted(void* block, std::size_t size) noexcept {

@@ -27,7 +27,13 @@ constexpr std::size_t prefaulted_block = std::size_t{1} << 20;
 // std::bad_alloc when the system refuses. What the memory holds is
 // unspecified: zeros if it is new, what its last user left if it is kept.
 void* map_prefaulted(std::size_t size);
-// Gives back a block had from map_prefaulted(size): it is kept for a later
+// The same for memory that is filled bit by bit, such as a chunk of an arena
+// or a table that may stay half empty: a kept block comes back with its pages
+// in place, but a new mapping gets each page only as it is first written, as
+// the heap's memory would.
+void* map_recyclable(std::size_t size);
+// Gives back a block had from map_prefaulted(size) or map_recyclable(size):
+// it is kept for a later
 // request of its class if the budget allows, and unmapped otherwise.
 void unmap_prefaulted(void* block, std::size_t size) noexcept;
 

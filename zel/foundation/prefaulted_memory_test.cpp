@@ -37,6 +37,18 @@ TEST_F(PrefaultedMemoryTest, ReleasedBlockServesTheNextRequestOfItsClass) {
     EXPECT_EQ(kept_prefaulted_bytes(), 8 * mib);
 }
 
+TEST_F(PrefaultedMemoryTest, TablesAndPrefaultedBlocksShareWhatIsKept) {
+    set_kept_prefaulted_budget(64 * mib);
+    char* table = static_cast<char*>(map_recyclable(2 * mib));
+    table[2 * mib - 1] = 1;  // a page had only as it is written
+    unmap_prefaulted(table, 2 * mib);
+    void* block = map_prefaulted(2 * mib - 100);
+    EXPECT_EQ(block, table);
+    unmap_prefaulted(block, 2 * mib - 100);
+    EXPECT_EQ(map_recyclable(2 * mib), table);
+    unmap_prefaulted(table, 2 * mib);
+}
+
 TEST_F(PrefaultedMemoryTest, BudgetBoundsWhatIsKept) {
     const std::size_t sizes[] = {mib, 2 * mib, 4 * mib, 8 * mib};
     void* blocks[4];

@@ -1,7 +1,7 @@
 // The allocator of the large tables of a scene: the atoms, their index, the
 // block tables and the pools of blocks.
 //
-// A request of at least 64 KiB is served by map_prefaulted, so that the
+// A request of at least 64 KiB is served by map_recyclable, so that the
 // tables of a scene released in a long-lived process are kept and serve the
 // next scene with their pages in place, instead of being unmapped by the
 // heap and faulted in again page by page. Smaller requests go to the heap.
@@ -37,7 +37,7 @@ inline constexpr bool recycles_memory = true;
 constexpr std::size_t recycled_block = std::size_t{64} << 10;
 
 inline void* allocate_recycled(std::size_t bytes) {
-    return recycles_memory && bytes >= recycled_block ? system::map_prefaulted(bytes)
+    return recycles_memory && bytes >= recycled_block ? system::map_recyclable(bytes)
                                                       : ::operator new(bytes);
 }
 
