@@ -4,9 +4,9 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
-#include "tools/file_order.hpp"
 #include "tools/printable.hpp"
 #include "tools/remote_arguments.hpp"
+#include "zel/archive/file_order.hpp"
 #include "zel/archive/open_archive.hpp"
 
 namespace vorn::zel_tool {
@@ -17,13 +17,13 @@ int run_ls(const std::vector<std::string>& args) {
     const arguments parsed(args, {}, {cache_option, timeout_option, cacert_option});
     const std::string package = parsed.operands(1, 1)[0];
     const auto reader = zela::open_archive_reader(package, remote_options_of(parsed));
-    const auto entries = entries_in_file_order(*reader);
+    const auto entries = zela::entries_in_file_order(*reader);
 
     std::printf("%12s %12s %12s  %-16s  %-8s  %s\n", "offset", "stored", "payload", "hash", "kind",
                 "name");
     std::uint64_t stored = 0;
     std::uint64_t payload = 0;
-    for (const placed_entry& e : entries) {
+    for (const zela::placed_entry& e : entries) {
         const auto& r = *e.record;
         const std::uint64_t size = r.dsize == 0 ? r.csize : r.dsize;
         std::printf("%12" PRIu64 " %12" PRIu64 " %12" PRIu64 "  %016" PRIx64 "  %-8s  %s\n", r.off,

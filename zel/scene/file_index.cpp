@@ -279,6 +279,10 @@ const std::shared_ptr<zel_file_index::appender_type>& zel_file_index::appender()
     return state_->appender;
 }
 
+bool zel_file_index::read_atomized() const noexcept {
+    return state_->atomized;
+}
+
 package_id zel_file_index::get_package_id() const {
     return state_->reader ? state_->reader->get_package_id() : package_id{};
 }
