@@ -20,6 +20,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "zel/archive/open_archive.hpp"
+
 namespace vorn::zel_python {
 
 // Thrown by the module itself where a path it was given does not exist.
@@ -37,14 +39,15 @@ class closed_object : public std::logic_error {
 void bind_errors(pybind11::module_& m);
 
 // Runs open(), which opens what lies at path; a failure of the library while
-// path does not exist becomes missing_file with the library's text.
+// a local path does not exist becomes missing_file with the library's text.
+// A URL's failures pass as the library raises them.
 template <class Open>
 auto opening(const std::filesystem::path& path, Open open) -> decltype(open()) {
     try {
         return open();
     } catch (const std::exception& e) {
         std::error_code ignored;
-        if (!std::filesystem::exists(path, ignored)) {
+        if (!zela::is_url(path.string()) && !std::filesystem::exists(path, ignored)) {
             throw missing_file(e.what());
         }
         throw;

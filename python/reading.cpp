@@ -21,7 +21,7 @@
 #include "python/python_errors.hpp"
 #include "python/typed_value.hpp"
 #include "zel/archive/file_order.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/archive/package_verify.hpp"
 
 namespace vorn::zel_python {
@@ -33,11 +33,10 @@ namespace {
 class package {
   public:
     explicit package(std::filesystem::path path) : path_(std::move(path)) {
-        reader_ = opening(
-            path_, [this] { return std::make_shared<zela::zel_archive_file_reader>(path_); });
+        reader_ = opening(path_, [this] { return zela::open_archive_reader(path_.string()); });
     }
 
-    const std::shared_ptr<zela::zel_archive_file_reader>& reader() const {
+    const std::shared_ptr<zela::zel_archive_reader>& reader() const {
         if (!reader_) {
             throw closed_object("package " + path_.string() + " is closed");
         }
@@ -48,14 +47,14 @@ class package {
     // Lets go of the mapping without the GIL: the last share of a large
     // mapping takes a while to end.
     void close() noexcept {
-        std::shared_ptr<zela::zel_archive_file_reader> last = std::move(reader_);
+        std::shared_ptr<zela::zel_archive_reader> last = std::move(reader_);
         const py::gil_scoped_release unlocked;
         last.reset();
     }
 
   private:
     std::filesystem::path path_;
-    std::shared_ptr<zela::zel_archive_file_reader> reader_;
+    std::shared_ptr<zela::zel_archive_reader> reader_;
 };
 
 struct entry_info {
@@ -255,7 +254,7 @@ void bind_reading(py::module_& m) {
             [](const package& p) {
                 const auto reader = p.reader();
                 const py::gil_scoped_release unlocked;
-                return zela::verify_package(*reader, p.path().string());
+                return zela::verify_package(*reader, zela::shown_location(p.path().string()));
             },
             "Checks every entry as zel verify does: where it lies, the hash of its stored\n"
             "bytes, and that a deflated entry inflates to its size. Returns a Report.")
@@ -263,7 +262,8 @@ void bind_reading(py::module_& m) {
         .def("__enter__", [](const std::shared_ptr<package>& p) { return p; })
         .def("__exit__", [](package& p, const py::args&) { p.close(); })
         .def("__repr__", [](const package& p) {
-            return "<zel.Package " + p.path().string() + (p.closed() ? " closed>" : ">");
+            return "<zel.Package " + zela::shown_location(p.path().string()) +
+                   (p.closed() ? " closed>" : ">");
         });
 
     m.def(
@@ -273,9 +273,10 @@ void bind_reading(py::module_& m) {
             return std::make_shared<package>(path);
         },
         py::arg("path"),
-        "Opens the package at path (a str or os.PathLike) for reading. Raises\n"
-        "NotFoundError for a path that does not exist and ArchiveError for a file that\n"
-        "is not a sound package.");
+        "Opens the package at path (a str or os.PathLike) for reading, or at an http://\n"
+        "or https:// URL, read by range requests. Raises NotFoundError for a path that\n"
+        "does not exist and ArchiveError for a file or an answer that is not a sound\n"
+        "package.");
 }
 
 }  // namespace vorn::zel_python

@@ -16,7 +16,7 @@
 #include "python/bindings.hpp"
 #include "python/package_text.hpp"
 #include "python/python_errors.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/archive/package_report.hpp"
 #include "zel/writer/contents_file.hpp"
 #include "zel/writer/link_check.hpp"
@@ -54,9 +54,8 @@ package_report check(const std::filesystem::path& path,
                             }));
     }
     const zel::zel_file_index scene(
-        opening(path, [&] { return std::make_shared<zela::zel_archive_file_reader>(path); }),
-        scene_entry_name);
-    return zel::package_report_of(checker.check(scene), path.string());
+        opening(path, [&] { return zela::open_archive_reader(path.string()); }), scene_entry_name);
+    return zel::package_report_of(checker.check(scene), zela::shown_location(path.string()));
 }
 
 }  // namespace
