@@ -24,8 +24,8 @@
 #include <string>
 #include <string_view>
 
-#include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/xml_shape.hpp"
 #include "zel/scene/internal/atomized_stream_reader.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"

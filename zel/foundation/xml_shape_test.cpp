@@ -1,4 +1,4 @@
-#include "zel/archive/internal/xml_shape.hpp"
+#include "zel/foundation/xml_shape.hpp"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
-namespace vorn::zela {
+namespace vorn {
 namespace {
 
 constexpr std::uint64_t unlimited = ~std::uint64_t{0};
@@ -111,4 +111,4 @@ TEST(XmlShapeTest, DeepTableOfContentsIsRefusedBeforeItIsParsed) {
 }
 
 }  // namespace
-}  // namespace vorn::zela
+}  // namespace vorn
