@@ -7,8 +7,8 @@
 
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/scene/scene_texts.hpp"
 #include "zel/writer/file_writer.hpp"
 
 namespace vorn::zel {

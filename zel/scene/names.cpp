@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 

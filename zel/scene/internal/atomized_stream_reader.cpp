@@ -13,7 +13,7 @@
 #include "zel/foundation/value_parse.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 

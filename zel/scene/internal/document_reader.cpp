@@ -29,7 +29,7 @@
 #include "zel/scene/internal/atomized_stream_reader.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
