@@ -7,6 +7,8 @@
 
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/scene/internal/document_reader.hpp"
+#include "zel/scene/internal/document_writer.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
 #include "zel/scene/scene_texts.hpp"
 
@@ -277,6 +279,10 @@ const std::shared_ptr<zela::zel_archive_reader>& zel_file_index::archive_reader(
 
 const std::shared_ptr<zel_file_index::appender_type>& zel_file_index::appender() const noexcept {
     return state_->appender;
+}
+
+void zel_file_index::write_document(std::string& out, bool atomize) {
+    vorn::zel::write_document(*this, out, atomize);
 }
 
 package_id zel_file_index::get_package_id() const {

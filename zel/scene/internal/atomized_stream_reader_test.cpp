@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "zel/foundation/generic_param.hpp"
-#include "zel/scene/internal/file_index_state.hpp"
+#include "zel/scene/internal/document_reader.hpp"
 #include "zel/testing/scene_example_test.hpp"
 
 namespace vorn::zel {

@@ -17,6 +17,8 @@
 //
 // The atomized form as the writer prints it is read first without a tree
 // (atomized_stream_reader.hpp); what that reader declines comes here.
+#include "zel/scene/internal/document_reader.hpp"
+
 #include <rapidxml/rapidxml.hpp>
 
 #include <cstddef>

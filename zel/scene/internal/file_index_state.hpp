@@ -57,11 +57,4 @@ class file_index_access {
     }
 };
 
-// Reads the NUL-terminated document at text into the empty index. The text is
-// changed as it is read.
-void read_document(zel_file_index& index, char* text);
-// The same through the general parser alone, for what the streaming reader of
-// the atomized form declines, and for comparing the two.
-void read_document_tree(zel_file_index& index, char* text);
-
 }  // namespace vorn::zel
