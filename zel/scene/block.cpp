@@ -9,7 +9,6 @@
 #include "zel/foundation/hash.hpp"
 #include "zel/scene/names.hpp"
 #include "zel/scene/scene_texts.hpp"
-#include "zel/writer/file_writer.hpp"
 
 namespace vorn::zel {
 
@@ -21,9 +20,6 @@ namespace {
 constexpr std::size_t scanned_parameters = 32;
 // Room for the first parameters, taken at the first insertion.
 constexpr std::size_t first_parameters = 4;
-
-// Bit 0 of the validation flags: check links into libraries at once.
-constexpr std::uint32_t validate_links = 1;
 
 intrusive_string intern_text(atom_table& atoms, std::string_view text) {
     return atoms.intern(intrusive_string(text));
@@ -94,7 +90,7 @@ zel_block::zel_block(intrusive_string type, atom_table& atoms, std::pmr::memory_
 zel_block::zel_block(const zel_block& source, atom_table& target, std::pmr::memory_resource* memory)
     : nodes_(memory),
       validation_flags_(source.validation_flags_),
-      writer_(source.writer_),
+      owner_(source.owner_),
       atoms_(&target) {
     const bool same_table = &target == source.atoms_;
     const auto copied = [&](intrusive_string handle) {
@@ -146,15 +142,16 @@ void zel_block::add_reference(const std::string& name, std::string_view type_wor
     const intrusive_string type = intern_text(*atoms_, type_word);
     const intrusive_string value = intern_text(*atoms_, link);
     insert_parameter(intern_text(*atoms_, name), intrusive_generic_param(value, type));
-    if (writer_ == nullptr || library.empty()) {
+    const std::shared_ptr<block_owner> owner = owner_.lock();
+    if (owner == nullptr || library.empty()) {
         return;
     }
-    writer_->add_referenced_library(library);
-    if ((validation_flags_ & validate_links) != 0) {
+    owner->add_referenced_library(library);
+    if ((validation_flags_ & validate_library_links) != 0) {
         if (type_word == texts::link_type) {
-            writer_->check_library_block(library, target);
+            owner->check_library_block(library, target);
         } else {
-            writer_->check_library_binary(library, target);
+            owner->check_library_binary(library, target);
         }
     }
 }
@@ -162,22 +159,24 @@ void zel_block::add_reference(const std::string& name, std::string_view type_wor
 void zel_block::add_binary_link_with_data(const std::string& name,
                                           const std::filesystem::path& path,
                                           const std::string& entry_name) {
-    if (writer_ == nullptr) {
+    const std::shared_ptr<block_owner> owner = owner_.lock();
+    if (owner == nullptr) {
         throw zel_exception(std::string(texts::in_memory_scene));
     }
     check_xml_name(name);
     const std::string hint = entry_name.empty() ? binary_entry_name(path) : entry_name;
-    add_stored_binary(name, writer_->add_binary_data(hint, path));
+    add_stored_binary(name, owner->add_binary_data(hint, path));
 }
 
 void zel_block::add_binary_link_with_data(const std::string& name,
                                           const std::string& entry_name_hint, const char* data,
                                           std::uint64_t size) {
-    if (writer_ == nullptr) {
+    const std::shared_ptr<block_owner> owner = owner_.lock();
+    if (owner == nullptr) {
         throw zel_exception(std::string(texts::in_memory_scene));
     }
     check_xml_name(name);
-    add_stored_binary(name, writer_->add_binary_data(entry_name_hint, data, size));
+    add_stored_binary(name, owner->add_binary_data(entry_name_hint, data, size));
 }
 
 void zel_block::add_stored_binary(const std::string& name, const std::string& stored_name) {

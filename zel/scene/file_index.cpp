@@ -7,6 +7,7 @@
 
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/document_reader.hpp"
 #include "zel/scene/internal/document_writer.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
@@ -39,14 +40,16 @@ template <class Pool>
 zel_block* copy_by_text(Pool& pool, const zel_block& source, atom_table& target) {
     zel_block* copy = pool.make(source.type(), target);
     for (const zel_block::attribute& a : source.extra_attributes()) {
-        copy->append_extra_attribute(target.intern(a.first), target.intern(a.second));
+        block_access::append_extra_attribute(*copy, target.intern(a.first),
+                                             target.intern(a.second));
     }
-    copy->reserve_parameters(source.parameter_count());
+    block_access::reserve_parameters(*copy, source.parameter_count());
     for (const zel_block::parameter& p : source.parameters()) {
         const intrusive_string name = target.intern(p.name);
-        copy->insert_parameter(name, intrusive_generic_param(p.value, target, false));
+        block_access::insert_parameter(*copy, name,
+                                       intrusive_generic_param(p.value, target, false));
     }
-    copy->set_owner(source.owner_writer(), source.validation_flags());
+    block_access::copy_owner(source, *copy);
     return copy;
 }
 

@@ -11,7 +11,6 @@
 #include "zel/foundation/text_conversion.hpp"
 #include "zel/scene/names.hpp"
 #include "zel/scene/scene_texts.hpp"
-#include "zel/writer/internal/writer_texts.hpp"
 
 namespace vorn::zel {
 

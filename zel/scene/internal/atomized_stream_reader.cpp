@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "zel/foundation/value_parse.hpp"
+#include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
 #include "zel/scene/scene_texts.hpp"
@@ -342,14 +343,14 @@ class stream_reader {
         }
         zel_block* block =
             state_.block_pool.make(atom(number_of(type)), atoms_, &state_.parameter_memory);
-        block->reserve_parameters(parameters_.size());
+        block_access::reserve_parameters(*block, parameters_.size());
         for (zel_block::parameter_atoms& p : parameters_) {
             if (empty_atoms_) {
                 for (std::uint32_t* number : {&p.name, &p.value, &p.type, &p.unit, &p.tag}) {
                     *number = atom(*number).empty() ? zel_block::no_atom : *number;
                 }
             }
-            block->insert_parameter(p);
+            block_access::insert_parameter(*block, p);
         }
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
@@ -357,7 +358,8 @@ class stream_reader {
                 block_name = block_name != nullptr ? block_name : &value;
                 continue;
             }
-            block->append_extra_attribute(atom(number_of(attribute)), atom(number_of(value)));
+            block_access::append_extra_attribute(*block, atom(number_of(attribute)),
+                                                 atom(number_of(value)));
         }
         if (block_name == nullptr || block_name->empty()) {
             throw declined{};
