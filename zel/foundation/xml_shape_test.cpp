@@ -4,11 +4,6 @@
 
 #include <string>
 
-#include "zel/archive/file_reader.hpp"
-#include "zel/archive/sealed_image_test.hpp"
-#include "zel/foundation/exception.hpp"
-#include "zel/testing/scratch_directory_test.hpp"
-
 namespace vorn {
 namespace {
 
@@ -47,14 +42,6 @@ shape_counts shape_of(const std::string& text) {
             })};
 }
 
-std::string repeated(const std::string& part, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        text += part;
-    }
-    return text;
-}
-
 // Markup that the parser skips opens and makes nothing, whatever "<" or "/>"
 // it holds; what the parser does make is counted up to where it is no longer
 // well formed. Runs of text make a node unless they are only white space.
@@ -90,23 +77,6 @@ TEST(XmlShapeTest, CountsWhatTheParserOpensAndMakes) {
     for (const row& r : rows) {
         SCOPED_TRACE(r.what);
         EXPECT_EQ(shape_of(r.text), r.counts);
-    }
-}
-
-TEST(XmlShapeTest, DeepTableOfContentsIsRefusedBeforeItIsParsed) {
-    const testing::scratch_directory dir;
-    const std::string shallow =
-        "<zelindex>" + repeated("<a>", 63) + repeated("</a>", 63) + "</zelindex>";
-    const std::string deep = "<zelindex>" + repeated("<a>", 200000);
-    EXPECT_NO_THROW(
-        zel_archive_file_reader(dir.write("shallow.zel", testing::sealed_image("", shallow))));
-    try {
-        zel_archive_file_reader reader(dir.write("deep.zel", testing::sealed_image("", deep)));
-        ADD_FAILURE() << "a deep table of contents was accepted";
-    } catch (const zel_archive_exception& e) {
-        EXPECT_EQ(e.message(),
-                  "zel_archive exception: table of contents nests elements deeper "
-                  "than 64 levels");
     }
 }
 
