@@ -70,6 +70,7 @@ inline constexpr std::string_view block_without_name =
     "scene document has a block without a name: ";
 inline constexpr std::string_view token_beyond_table =
     "scene document token beyond the atom table: ";
+inline constexpr std::string_view token_unfit = "scene document token fits no atom number: ";
 
 // Reading scenes across packages.
 inline constexpr std::string_view file_prefix = "zel file ";

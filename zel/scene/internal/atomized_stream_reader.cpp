@@ -381,7 +381,9 @@ class stream_reader {
         bool has_tag = false;
         const bool contents = attributes([&](std::string_view attribute, std::string_view value) {
             if (!has_type && attribute == words_.type) {
-                staged.type = number_of(value);
+                // An empty type is unset, as an empty value is; only an
+                // empty unit or tag is atom 0.
+                staged.type = value.empty() ? unset : number_of(value);
                 has_type = true;
             } else if (!has_unit && attribute == words_.unit) {
                 staged.unit = number_of(value);
@@ -402,22 +404,23 @@ class stream_reader {
     }
 
     void prefetch_atom(std::string_view token) const {
-        const std::uint32_t number = tokens::decode(token);
+        const std::uint64_t number = tokens::decode(token);
         if (number < atoms_.size()) {
             __builtin_prefetch(&*(atoms_.begin() + number));
         }
     }
 
-    // The atom number that a token names, checked against the table.
+    // The atom number that a token names, checked against the table; a token
+    // that fits no number is beyond it too.
     std::uint32_t number_of(std::string_view token) const {
-        const std::uint32_t number = tokens::decode(token);
+        const std::uint64_t number = tokens::decode(token);
         if (number == unset) {
             return unset;
         }
         if (number >= atoms_.size()) {
             throw declined{};
         }
-        return number;
+        return static_cast<std::uint32_t>(number);
     }
 
     intrusive_string atom(std::uint32_t number) const {

@@ -150,6 +150,8 @@ TEST(AtomizedStreamReaderTest, DeclinesEverythingElseForTheTree) {
         replaced("<4 .=\"3\">", "<4 .=\"\">"),
         replaced("<4 .=\"3\">", "<4 .=\"z\">"),
         replaced("<D 1=\"B\"", "<D 1=\"zz\""),
+        replaced("<D 1=\"B\"", "<D 1=\"B......\""),
+        replaced("<D 1=\"B\"", "<D 1=\"zzzzzz\""),
         replaced("</zel>", ""),
         replaced("<a>plate</a>", "<a>plate"),
         example.substr(0, example.size() - 1),

@@ -229,8 +229,11 @@ class document_reader {
                 tag = a;
             }
         }
+        // An empty value or type is unset; an empty unit or tag is atom 0.
         intrusive_generic_param param(p.value_size() == 0 ? intrusive_string() : atom(value_of(p)),
-                                      type != nullptr ? atom(value_of(*type)) : intrusive_string());
+                                      type == nullptr || type->value_size() == 0
+                                          ? intrusive_string()
+                                          : atom(value_of(*type)));
         if (unit != nullptr) {
             param.set_unit(atom(value_of(*unit)));
         }
@@ -245,14 +248,17 @@ class document_reader {
     // The atom that a token names; the unset handle for the number of no
     // atom.
     intrusive_string atom(std::string_view token) const {
-        const std::uint32_t number = tokens::decode(token);
+        const std::uint64_t number = tokens::decode(token);
+        if (number == tokens::unfit) {
+            throw zel_exception(std::string(texts::token_unfit) + std::string(token));
+        }
         if (number == intrusive_string::no_index) {
             return intrusive_string();
         }
         if (number >= atoms_.size()) {
             throw zel_exception(std::string(texts::token_beyond_table) + std::string(token));
         }
-        return atoms_.at(number);
+        return atoms_.at(static_cast<std::uint32_t>(number));
     }
 
     zel_file_index& index_;

@@ -10,6 +10,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/internal/file_index_state.hpp"
 #include "zel/testing/atom_texts_test.hpp"
 #include "zel/testing/scene_example_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
@@ -93,6 +94,74 @@ TEST(DocumentReaderTest, TextIsTranslatedAndAttributesKeptInOrder) {
     EXPECT_EQ(block->find_parameter("lost"), zel_block::no_parameter);
 }
 
+// Each field of a parameter unset or empty, written in both forms and read
+// back by the streaming reader (where it takes the text) and by the tree.
+TEST(DocumentReaderTest, UnsetAndEmptyFieldsReadBackAsWritten) {
+    struct row {
+        const char* name;
+        const char* value;
+        const char* type;
+        const char* unit;  // null: never set
+        const char* tag;
+    };
+    const row rows[] = {
+        {"all_empty", "", "", "", ""},           {"no_type", "v", "", nullptr, nullptr},
+        {"no_value", "", "t", nullptr, nullptr}, {"empty_unit", "v", "t", "", nullptr},
+        {"empty_tag", "v", "t", nullptr, ""},    {"all_set", "v", "t", "u", "g"},
+    };
+    zel_file_index written;
+    zel_block* block = written.add_block("kind", "b");
+    for (const row& r : rows) {
+        generic_param param;
+        param.create(r.value, r.type);
+        if (r.unit != nullptr) {
+            param.set_unit(r.unit);
+        }
+        if (r.tag != nullptr) {
+            param.set_tag(r.tag);
+        }
+        block->add_parameter(r.name, param);
+    }
+    for (const bool atomize : {true, false}) {
+        const std::string document = rewritten(written, atomize);
+        std::vector<char> text(document.begin(), document.end());
+        text.push_back('\0');
+        zel_file_index by_tree;
+        read_document_tree(by_tree, text.data());
+        zel_file_index by_reader(document_text{document});
+        for (zel_file_index* read : {&by_tree, &by_reader}) {
+            const zel_block* b = read->get_block("b");
+            for (const row& r : rows) {
+                const zel_block::parameter p = b->parameter_at(b->find_parameter(r.name));
+                EXPECT_EQ(p.value.value().view(), r.value) << r.name << atomize;
+                EXPECT_EQ(p.value.type().view(), r.type) << r.name << atomize;
+                // What is set empty is kept as unset, and so reads back.
+                const std::string unit = r.unit != nullptr ? r.unit : "";
+                const std::string tag = r.tag != nullptr ? r.tag : "";
+                EXPECT_EQ(p.value.unit().view(), unit) << r.name << atomize;
+                EXPECT_EQ(p.value.tag().view(), tag) << r.name << atomize;
+            }
+            EXPECT_EQ(rewritten(*read, atomize), document);
+        }
+    }
+}
+
+// In the atomized form an empty type is no type, but an empty unit, tag or
+// extra attribute is atom 0, the word "name" in every file this writer makes.
+TEST(DocumentReaderTest, EmptyAtomizedAttributesDecodeAsTheFormSays) {
+    const std::string text =
+        "<zelfile><atom_table><a>name</a><a>type</a><a>unit</a><a>tag</a><a>k</a><a>b</a>"
+        "<a>p</a><a>x</a></atom_table><metazel/>"
+        "<zel><3 .=\"4\" 6=\"\"><5 0=\"\" 1=\"\" 2=\"\"/></3></zel></zelfile>";
+    zel_file_index index(document_text{text});
+    const zel_block* b = index.get_block("b");
+    const zel_block::parameter p = b->parameter_at(b->find_parameter("p"));
+    EXPECT_TRUE(p.value.type().empty());
+    EXPECT_EQ(p.value.unit().view(), "name");
+    EXPECT_EQ(p.value.tag().view(), "name");
+    EXPECT_EQ(b->extra_attributes().at(0).second.view(), "name");
+}
+
 TEST(DocumentReaderTest, PlainBlocksInternParametersBeforeAttributesAndName) {
     const std::string text =
         "<zelfile><metazel><i name=\"__internal_use__\"><num type=\"integer\">4000000000</num>"
@@ -142,6 +211,13 @@ TEST(DocumentReaderTest, HostileDocumentsAreRefusedInWords) {
          zel_message("scene document token beyond the atom table: Z")},
         {atomized_head + "<zel><1 .=\"2\"><1 0=\"!!!!\"/></1></zel></zelfile>",
          zel_message("scene document token beyond the atom table: !!!!")},
+        // A token of seven digits, or of six beyond 32 bits, names no atom.
+        {atomized_head + "<zel><1 .=\"2\"><1 0=\"3......\"/></1></zel></zelfile>",
+         zel_message("scene document token fits no atom number: 3......")},
+        {atomized_head + "<zel><1 .=\"zzzzzz\"/></zel></zelfile>",
+         zel_message("scene document token fits no atom number: zzzzzz")},
+        {atomized_head + "<zel><1 .=\"2\"><1 0=\"3\">2......</1></1></zel></zelfile>",
+         zel_message("scene document token fits no atom number: 2......")},
         {atomized_head + "<zel><1 .=\"\"/></zel></zelfile>",
          zel_message("block name of zero length read")},
         {atomized_head + "<zel><1/></zel></zelfile>",

@@ -39,17 +39,26 @@ inline constexpr std::array<std::uint8_t, 256> digit_values = [] {
     return values;
 }();
 
-// The number of a token, read from its last character to its first. A
-// character outside the alphabet counts as the digit 0xFF, ORed in as it
-// stands, so a damaged token gives some number, never a failure; callers
-// check the number against their table. The empty token is 0. Inline, since
-// a reader decodes several tokens per parameter.
-inline std::uint32_t decode(std::string_view token) noexcept {
-    std::uint32_t number = 0;
+// What decode answers for a token that names no 32-bit number: longer than
+// six digits, or six whose value passes 32 bits. No valid document has one,
+// and folding it onto a small number would read a damaged document as some
+// other scene, so readers refuse it.
+inline constexpr std::uint64_t unfit = std::uint64_t{1} << 32;
+
+// The number of a token, read from its last character to its first, or
+// unfit. A character outside the alphabet counts as the digit 0xFF, ORed in
+// as it stands, so a damaged token gives some number, never a failure;
+// callers check the number against unfit and against their table. The empty
+// token is 0. Inline, since a reader decodes several tokens per parameter.
+inline std::uint64_t decode(std::string_view token) noexcept {
+    if (token.size() > max_digits) {
+        return unfit;
+    }
+    std::uint64_t number = 0;
     for (std::size_t i = token.size(); i-- > 0;) {
         number = digit_values[static_cast<unsigned char>(token[i])] | (number << 6);
     }
-    return number;
+    return number < unfit ? number : unfit;
 }
 
 // The token of a word's atom in a document just read; a word that the table

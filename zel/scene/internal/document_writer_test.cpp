@@ -62,6 +62,11 @@ TEST(DocumentWriterTest, TokensCountInBase64LowDigitFirst) {
     // A character outside the alphabet is the digit 0xFF.
     EXPECT_EQ(tokens::decode("!"), 0xFFu);
     EXPECT_EQ(tokens::decode("0!"), (0xFFu << 6) | 1);
+    // The number of no atom keeps its token; what passes 32 bits fits none.
+    EXPECT_EQ(tokens::decode("zzzzz2"), 0xFFFFFFFFu);
+    for (const char* unfit : {"zzzzz3", "zzzzzz", ".......", "0......", "!!!!!!"}) {
+        EXPECT_EQ(tokens::decode(unfit), tokens::unfit) << unfit;
+    }
 }
 
 TEST(DocumentWriterTest, EmptySceneHasTheInternalBlockAndTheFourWords) {
