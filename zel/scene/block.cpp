@@ -1,12 +1,6 @@
 #include "zel/scene/block.hpp"
 
-#include <google/dense_hash_map>
-
-#include <algorithm>
-#include <stdexcept>
-
 #include "zel/foundation/exception.hpp"
-#include "zel/foundation/hash.hpp"
 #include "zel/scene/names.hpp"
 #include "zel/scene/scene_texts.hpp"
 
@@ -14,10 +8,6 @@ namespace vorn::zel {
 
 namespace {
 
-// Runs are found by a scan of the nodes up to this many parameters; a block
-// with more gets a hash index of its names, so that a large block still adds
-// in constant time. Most blocks are smaller and never pay for the index.
-constexpr std::size_t scanned_parameters = 32;
 // Room for the first parameters, taken at the first insertion.
 constexpr std::size_t first_parameters = 4;
 
@@ -37,34 +27,6 @@ std::uint32_t renumbered(const atom_table& target, std::uint32_t number) noexcep
 }
 
 }  // namespace
-
-// The runs of a large block by the text of their name. The empty text is
-// the table's empty key and may not be entered, so the run of parameters
-// without a name is kept beside it.
-class zel_block::run_index {
-  public:
-    run_index() { table_.set_empty_key(intrusive_string()); }
-    name_run find(std::string_view name) const {
-        if (name.empty()) {
-            return unnamed_;
-        }
-        const auto found = table_.find(intrusive_string(name));
-        return found == table_.end() ? name_run{no_parameter, no_parameter} : found->second;
-    }
-    // The run of that name, made empty if there was none. name must stay
-    // valid: the text of an atom.
-    name_run& at(std::string_view name) {
-        if (name.empty()) {
-            return unnamed_;
-        }
-        return table_.insert({intrusive_string(name), name_run{no_parameter, no_parameter}})
-            .first->second;
-    }
-
-  private:
-    google::dense_hash_map<intrusive_string, name_run, hash<intrusive_string>> table_;
-    name_run unnamed_{no_parameter, no_parameter};
-};
 
 const zel_block::parameter& zel_block::parameter_iterator::operator*() const {
     if (!made_) {
@@ -108,7 +70,7 @@ zel_block::zel_block(const zel_block& source, atom_table& target, std::pmr::memo
     for (const attribute& a : source.attributes_) {
         attributes_.emplace_back(copied(a.first), copied(a.second));
     }
-    nodes_.reserve(source.live_);
+    reserve_parameters(source.parameter_count());
     for (auto at = source.parameters().begin(); at != source.parameters().end(); ++at) {
         const parameter_atoms& p = at.atoms();
         insert_parameter(parameter_atoms{copied_number(p.name), copied_number(p.value),
@@ -194,34 +156,16 @@ void zel_block::add_extra_attribute(const std::string& name, const std::string& 
 }
 
 void zel_block::remove_parameters(std::string_view name, std::string_view tag) {
-    const name_run run = find_run(no_atom, name);
-    if (run.head == no_parameter) {
-        return;
-    }
-    const parameter_id end = nodes_[run.tail].next;
-    parameter_id head = no_parameter;
-    parameter_id tail = no_parameter;
-    for (parameter_id at = run.head; at != end;) {
-        const parameter_id next = nodes_[at].next;
-        if (text_of(nodes_[at].atoms.tag) == tag) {
-            unlink(at);
-        } else {
-            head = head == no_parameter ? at : head;
-            tail = at;
-        }
-        at = next;
-    }
-    if (run_index_) {
-        run_index_->at(text_of(nodes_[run.head].atoms.name)) = name_run{head, tail};
-    }
+    order_.remove_if(nodes_, name, named(no_atom, name),
+                     [this, tag](parameter_id at) { return text_of(nodes_[at].atoms.tag) == tag; });
 }
 
 zel_block::parameter_range zel_block::parameters() const noexcept {
-    return {parameter_iterator(this, first_), parameter_iterator(this, no_parameter)};
+    return {parameter_iterator(this, order_.first()), parameter_iterator(this, no_parameter)};
 }
 
 zel_block::parameter_id zel_block::find_parameter(std::string_view name) const {
-    return find_run(no_atom, name).head;
+    return order_.find(nodes_, name, named(no_atom, name)).head;
 }
 
 zel_block::parameter zel_block::parameter_at(parameter_id id) const {
@@ -244,28 +188,18 @@ void zel_block::insert_parameter(intrusive_string name, const intrusive_generic_
 }
 
 void zel_block::insert_parameter(const parameter_atoms& atoms) {
-    if (nodes_.size() >= removed) {
-        throw std::length_error("list<T> too long");
-    }
-    const auto at = static_cast<parameter_id>(nodes_.size());
+    parameter_order::check_room(nodes_.size());
     if (nodes_.capacity() == 0) {
         nodes_.reserve(first_parameters);
     }
-    if (!run_index_ && nodes_.size() == scanned_parameters) {
-        index_runs();
-    }
     const std::string_view name = text_of(atoms.name);
-    // A small block finds the run before the new node joins the scan.
-    parameter_id tail = run_index_ ? no_parameter : find_run(atoms.name, name).tail;
     nodes_.push_back(node{atoms, no_parameter, no_parameter});
-    if (run_index_) {
-        name_run& run = run_index_->at(name);
-        tail = run.tail;
-        run.head = run.head == no_parameter ? at : run.head;
-        run.tail = at;
+    try {
+        order_.enter(nodes_, name, named(atoms.name, name), name_of());
+    } catch (...) {
+        nodes_.pop_back();
+        throw;
     }
-    link_after(at, tail == no_parameter ? last_ : tail);
-    ++live_;
 }
 
 void zel_block::reserve_parameters(std::size_t count) {
@@ -274,63 +208,6 @@ void zel_block::reserve_parameters(std::size_t count) {
 
 void zel_block::append_extra_attribute(intrusive_string name, intrusive_string value) {
     attributes_.emplace_back(name, value);
-}
-
-// The nodes of one name lie in the order of their run, so the first and the
-// last live one are its head and its tail. The same number is the same
-// name; other numbers are compared by text, as a table read from a file may
-// hold a text twice.
-zel_block::name_run zel_block::find_run(std::uint32_t number, std::string_view name) const {
-    if (run_index_) {
-        return run_index_->find(name);
-    }
-    name_run run{no_parameter, no_parameter};
-    for (parameter_id at = 0; at < nodes_.size(); ++at) {
-        const node& n = nodes_[at];
-        if (n.previous != removed &&
-            ((number != no_atom && n.atoms.name == number) || text_of(n.atoms.name) == name)) {
-            run.head = run.head == no_parameter ? at : run.head;
-            run.tail = at;
-        }
-    }
-    return run;
-}
-
-void zel_block::index_runs() {
-    auto index = std::make_unique<run_index>();
-    for (parameter_id at = 0; at < nodes_.size(); ++at) {
-        if (nodes_[at].previous != removed) {
-            name_run& run = index->at(text_of(nodes_[at].atoms.name));
-            run.head = run.head == no_parameter ? at : run.head;
-            run.tail = at;
-        }
-    }
-    run_index_ = std::move(index);
-}
-
-void zel_block::link_after(parameter_id at, parameter_id after) {
-    node& n = nodes_[at];
-    n.previous = after;
-    if (after == no_parameter) {
-        n.next = first_;
-        first_ = at;
-    } else {
-        n.next = nodes_[after].next;
-        nodes_[after].next = at;
-    }
-    if (n.next == no_parameter) {
-        last_ = at;
-    } else {
-        nodes_[n.next].previous = at;
-    }
-}
-
-void zel_block::unlink(parameter_id at) {
-    node& n = nodes_[at];
-    (n.previous == no_parameter ? first_ : nodes_[n.previous].next) = n.next;
-    (n.next == no_parameter ? last_ : nodes_[n.next].previous) = n.previous;
-    n.previous = removed;
-    --live_;
 }
 
 }  // namespace vorn::zel

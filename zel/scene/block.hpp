@@ -49,6 +49,7 @@
 #include "zel/foundation/generic_param.hpp"
 #include "zel/foundation/intrusive_generic_param.hpp"
 #include "zel/foundation/intrusive_string.hpp"
+#include "zel/foundation/name_runs.hpp"
 #include "zel/scene/block_owner.hpp"
 
 namespace vorn::zel {
@@ -170,7 +171,7 @@ class zel_block {
     intrusive_string type() const noexcept { return type_; }
     const std::vector<attribute>& extra_attributes() const noexcept { return attributes_; }
     parameter_range parameters() const noexcept;
-    std::size_t parameter_count() const noexcept { return live_; }
+    std::size_t parameter_count() const noexcept { return order_.live(); }
     // Asks the processor for the first parameters ahead of their use, for a
     // walk over many blocks in an order that memory does not follow.
     void prefetch_parameters() const noexcept { __builtin_prefetch(nodes_.data()); }
@@ -206,49 +207,45 @@ class zel_block {
     // Appends an attribute pair of atoms, without any check.
     void append_extra_attribute(intrusive_string name, intrusive_string value);
 
-    // The previous of a node whose parameter was taken out; its id stays
-    // unused.
-    static constexpr parameter_id removed = 0xFFFFFFFE;
+    // The order of the parameters: runs are found by a scan up to 32
+    // parameters, and a larger block indexes them by the text of the name
+    // atoms, which stays where it is for the life of the table. Most blocks
+    // are smaller and never pay for the index.
+    using parameter_order = name_runs<std::string_view, 32>;
 
     struct node {
         parameter_atoms atoms;
         parameter_id next;
         parameter_id previous;
     };
-    // The live parameters of one name: a run from head to tail, both
-    // no_parameter while the run is empty.
-    struct name_run {
-        parameter_id head;
-        parameter_id tail;
-    };
-    class run_index;
 
     void add_reference(const std::string& name, std::string_view type_word,
                        const std::string& target, const std::string& library);
     void add_stored_binary(const std::string& name, const std::string& stored_name);
-    // The run of that name, found by a scan of the nodes while the block is
-    // small, and by the index once it is not; number, the name's atom, may be
-    // no_atom for a lookup by text alone.
-    name_run find_run(std::uint32_t number, std::string_view name) const;
+    // Whether parameter at bears the name: the same atom number is the same
+    // name; other numbers are compared by text, as a table read from a file
+    // may hold a text twice. number may be no_atom for a lookup by text alone.
+    auto named(std::uint32_t number, std::string_view name) const noexcept {
+        return [this, number, name](parameter_id at) {
+            const std::uint32_t n = nodes_[at].atoms.name;
+            return (number != no_atom && n == number) || text_of(n) == name;
+        };
+    }
+    auto name_of() const noexcept {
+        return [this](parameter_id at) { return text_of(nodes_[at].atoms.name); };
+    }
     intrusive_string handle(std::uint32_t number) const noexcept {
         return number == no_atom ? intrusive_string() : atoms_->at(number);
     }
     std::string_view text_of(std::uint32_t number) const noexcept {
         return number == no_atom ? std::string_view() : atoms_->at(number).view();
     }
-    void index_runs();
-    void link_after(parameter_id at, parameter_id after);
-    void unlink(parameter_id at);
 
     intrusive_string type_;
     std::vector<attribute> attributes_;
+    // By parameter id; order_ links them in list order.
     std::pmr::vector<node> nodes_;
-    // Built once a block has many parameters, so that finding a run stays
-    // cheap; a small block scans its nodes and keeps nothing per name.
-    std::unique_ptr<run_index> run_index_;
-    parameter_id first_ = no_parameter;
-    parameter_id last_ = no_parameter;
-    std::uint32_t live_ = 0;
+    parameter_order order_;
     std::uint32_t validation_flags_ = 0;
     std::weak_ptr<block_owner> owner_;
     atom_table* atoms_;
