@@ -8,7 +8,7 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime
+            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime graphviz
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
@@ -16,28 +16,46 @@ SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
 all: build
 
+# Installing and compiling keep their output in logs under $(LOGS) and say
+# one line each; a failure shows what went wrong and where the whole log is.
+LOGS = $(BUILD)/logs
+
 deps:
 	@missing=$$(for p in $(PACKAGES); do \
 	    dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; \
 	done); \
 	if [ -n "$$missing" ]; then \
-	    echo "Installing missing packages:" $$missing; \
-	    $(SUDO) apt-get update -qq && \
-	    DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq $$missing; \
+	    mkdir -p $(LOGS) && log=$(LOGS)/deps.log; \
+	    installed() { dpkg-query -W -f='$${Status}\n' | grep -c 'install ok installed'; }; \
+	    before=$$(installed); \
+	    echo "Installing" $$missing "(log: $$log)"; \
+	    if ! { $(SUDO) apt-get update && \
+	           $(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y $$missing; } >$$log 2>&1; then \
+	        tail -n 25 $$log; echo "Installing packages failed; the whole log is $$log"; exit 1; \
+	    fi; \
+	    echo "Installed" $$missing "and what they need, $$(($$(installed) - before)) packages in all"; \
 	fi
 
 configure: deps
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_ARGS)
+	@mkdir -p $(LOGS)
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_ARGS) >$(LOGS)/configure.log 2>&1 || \
+	    { cat $(LOGS)/configure.log; echo "Configuring failed; the log is $(LOGS)/configure.log"; exit 1; }
 
+# What the build says besides its progress, such as a compiler's warnings
+# and errors, is shown.
 build: configure
-	cmake --build $(BUILD) -j $(JOBS)
+	@echo "Building $(BUILD_TYPE) in $(BUILD) (log: $(LOGS)/build.log)"
+	@cmake --build $(BUILD) -j $(JOBS) >$(LOGS)/build.log 2>&1; status=$$?; \
+	grep -Ev '^\[ *[0-9]+%\] |^g?make\[[0-9]+\]: (Entering|Leaving) directory|^Consolidate compiler' \
+	    $(LOGS)/build.log; \
+	[ $$status -eq 0 ] || { echo "Building failed; the whole log is $(LOGS)/build.log"; exit 1; }
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The tour: two content libraries packed from examples/demo and described by
 # their contents files, a host scene written through ZELFile::Create against
-# them, and that scene seen through the zel tool.
+# them, and that scene seen through the zel tool, ending with its drawing.
 DEMO = $(abspath $(BUILD))/demo
 ZEL  = $(abspath $(BUILD))/tools/zel
 LIBRARIES = --library FerraneLibrary=$(DEMO)/content/library.zelc \
@@ -62,6 +80,10 @@ run: build
 	@echo; echo "== The same road from C#: the export page of an add-in (examples/managed/PageAddIn.cs)"
 	MONO_PATH=$(abspath $(BUILD))/zel/facade/managed mono $(abspath $(BUILD))/examples/PageAddIn.exe $(DEMO)/page.zel $(DEMO)/content
 	$(ZEL) check $(DEMO)/page.zel $(LIBRARIES)
+	@echo; echo "== zel graph: the scene drawn whole, with the blocks and binaries of both libraries"
+	cd $(DEMO) && $(ZEL) graph scene.zel --library FerraneLibrary=ferrane.zel \
+	    --library OblisLibrary=oblis.zel >scene.dot && dot -Tsvg -o scene.svg scene.dot
+	@echo; echo "The demonstration scene is drawn in $(BUILD)/demo/scene.svg"
 
 # Benchmarks run from their own Release build; BENCH picks one program.
 BENCH ?= compression_bench

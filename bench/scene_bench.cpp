@@ -20,6 +20,12 @@
 // of the layout and of interning on reading. Each phase runs --runs times
 // (3) and the fastest run is reported.
 //
+// A long-lived reader, such as a render service opening one package after
+// another, reads in a process whose memory has been used before. The phase
+// "reread" reads the package ten times in one process, and parses the plain
+// document ten times with pugixml in the same process, and reports the best
+// and the median of each (wall time, as a caller waits it).
+//
 // Rates are taken over the processor time of the phase's process (user and
 // system, so the close's writes count), since wall time on a shared machine
 // measures the neighbours; wall time stands beside it, and the parameters
@@ -29,7 +35,7 @@
 //   make bench BENCH=scene_bench
 //   make bench BENCH=scene_bench BENCH_ARGS="--blocks 20000 --runs 1"
 //
-// --phase NAME (write, read, write-plain, read-plain, save, parse) runs that
+// --phase NAME (write, read, write-plain, read-plain, save, parse, reread) runs that
 // one phase in this process and prints its row, for a profiler; a phase that
 // reads needs the scratch directory of its writing phase (--directory DIR,
 // which is then kept).
@@ -40,6 +46,7 @@
 #include <unistd.h>
 #include <pugixml.hpp>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -334,8 +341,75 @@ phase_result pugixml_parse(const settings& s) {
     return r;
 }
 
+// Ten reads of the package and ten parses of the plain document, one after
+// the other in this process; each index and document is released before the
+// next read, as a service releases the scene it rendered.
+constexpr int rereads = 10;
+
+struct reread_result {
+    span zel[rereads];
+    span pugixml[rereads];
+};
+
+reread_result reread(const settings& s) {
+    reread_result r{};
+    for (span& time : r.zel) {
+        const instant start = instant::now();
+        {
+            auto reader = std::make_shared<vorn::zela::zel_archive_file_reader>(s.package(true));
+            const vorn::zel::zel_file_index index(reader, scene_entry);
+            time = since(start);
+            if (index.block_count() != s.blocks + 1) {
+                throw std::runtime_error("the scene read back is not the scene written");
+            }
+        }
+    }
+    std::ifstream in(s.plain_document(), std::ios::binary);
+    const std::vector<char> original((std::istreambuf_iterator<char>(in)), {});
+    std::vector<char> text;
+    for (span& time : r.pugixml) {
+        text = original;  // parsing in place changes the text
+        pugi::xml_document document;
+        const instant start = instant::now();
+        const pugi::xml_parse_result parsed =
+            document.load_buffer_inplace(text.data(), text.size());
+        time = since(start);
+        if (!parsed) {
+            throw std::runtime_error(std::string("pugixml: ") + parsed.description());
+        }
+    }
+    return r;
+}
+
+// The best and the median of n times, by wall or by processor time.
+std::pair<double, double> best_and_median(const span* times, int n, double span::*clock) {
+    std::vector<double> sorted;
+    for (int i = 0; i < n; ++i) {
+        sorted.push_back(times[i].*clock);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    return {sorted.front(), (sorted[(n - 1) / 2] + sorted[n / 2]) / 2};
+}
+
+void print_reread(const reread_result& r) {
+    std::printf("\nlong-lived reader: %d reads in one process\n", rereads);
+    std::printf("%-34s %9s %9s %9s %9s\n", "", "best wall", "median", "best cpu", "median");
+    const auto row = [](const char* what, const span* times) {
+        const auto [wall_best, wall_median] = best_and_median(times, rereads, &span::wall);
+        const auto [cpu_best, cpu_median] = best_and_median(times, rereads, &span::cpu);
+        std::printf("%-34s %9.3f %9.3f %9.3f %9.3f\n", what, wall_best, wall_median, cpu_best,
+                    cpu_median);
+        return std::array<double, 4>{wall_best, wall_median, cpu_best, cpu_median};
+    };
+    const std::array<double, 4> zel = row("zel read package -> index", r.zel);
+    const std::array<double, 4> pugi = row("pugixml parse (in place)", r.pugixml);
+    std::printf("%-34s %9.2f %9.2f %9.2f %9.2f\n", "pugixml time / zel time", pugi[0] / zel[0],
+                pugi[1] / zel[1], pugi[2] / zel[2], pugi[3] / zel[3]);
+}
+
 // Runs the phase in a child process and hands back what it measured.
-phase_result in_child(const std::function<phase_result()>& phase) {
+template <typename Result>
+Result in_child(const std::function<Result()>& phase) {
     int channel[2];
     if (pipe(channel) != 0) {
         throw std::runtime_error("pipe failed");
@@ -349,7 +423,7 @@ phase_result in_child(const std::function<phase_result()>& phase) {
         close(channel[0]);
         int status = 0;
         try {
-            const phase_result r = phase();
+            const Result r = phase();
             status = write(channel[1], &r, sizeof r) == sizeof r ? 0 : 1;
         } catch (const std::exception& e) {
             std::fprintf(stderr, "scene_bench: %s\n", e.what());
@@ -358,7 +432,7 @@ phase_result in_child(const std::function<phase_result()>& phase) {
         _exit(status);
     }
     close(channel[1]);
-    phase_result r;
+    Result r;
     const bool got = read(channel[0], &r, sizeof r) == sizeof r;
     close(channel[0]);
     int status = 0;
@@ -371,9 +445,9 @@ phase_result in_child(const std::function<phase_result()>& phase) {
 
 // The fastest of the runs, with the highest peak.
 phase_result best_of(const settings& s, const std::function<phase_result()>& phase) {
-    phase_result best = in_child(phase);
+    phase_result best = in_child<phase_result>(phase);
     for (int run = 1; run < s.runs; ++run) {
-        const phase_result r = in_child(phase);
+        const phase_result r = in_child<phase_result>(phase);
         if ((r.steps[0] + r.steps[1]).cpu < (best.steps[0] + best.steps[1]).cpu) {
             const long peak = std::max(best.peak_kib, r.peak_kib);
             best = r;
@@ -445,6 +519,10 @@ void run_phase(const settings& s) {
         {"save", [&] { return pugixml_save(s); }},
         {"parse", [&] { return pugixml_parse(s); }},
     };
+    if (s.phase == "reread") {
+        print_reread(reread(s));
+        return;
+    }
     for (const auto& [name, phase] : phases) {
         if (s.phase == name) {
             const phase_result r = phase();
@@ -463,6 +541,7 @@ void run(const settings& s) {
     const phase_result read_plain = best_of(s, [&] { return zel_read(s, false); });
     const phase_result save = best_of(s, [&] { return pugixml_save(s); });
     const phase_result parse = best_of(s, [&] { return pugixml_parse(s); });
+    const reread_result rereading = in_child<reread_result>([&] { return reread(s); });
 
     std::printf(
         "scene: %zu blocks of 8 types, %zu parameters each; the fastest of %d runs;\n"
@@ -491,6 +570,7 @@ void run(const settings& s) {
         "peak memory: ru_maxrss of the process that ran the phase; the processes are\n"
         "forked from a parent that holds %.1f MiB\n",
         static_cast<double>(peak_kib()) / 1024.0);
+    print_reread(rereading);
 }
 
 }  // namespace

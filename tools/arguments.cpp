@@ -1,6 +1,7 @@
 #include "tools/arguments.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "tools/command.hpp"
 
@@ -43,6 +44,25 @@ std::vector<std::string> arguments::values(std::string_view option) const {
         if (name == option) {
             found.push_back(value);
         }
+    }
+    return found;
+}
+
+std::vector<std::pair<std::string, std::string>> arguments::named_values(
+    std::string_view option, std::string_view form) const {
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const std::string& value : values(option)) {
+        const std::size_t equals = value.find('=');
+        if (equals == std::string::npos || equals == 0 || equals + 1 == value.size()) {
+            throw usage_error(std::string(option) + " takes " + std::string(form) + ", not \"" +
+                              value + "\"");
+        }
+        std::string name = value.substr(0, equals);
+        if (std::any_of(found.begin(), found.end(),
+                        [&name](const auto& given) { return given.first == name; })) {
+            throw usage_error(std::string(option) + " " + name + " given twice");
+        }
+        found.emplace_back(std::move(name), value.substr(equals + 1));
     }
     return found;
 }

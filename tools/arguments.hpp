@@ -23,6 +23,12 @@ class arguments {
     bool has(std::string_view flag) const;
     // Every value given to the option, in order.
     std::vector<std::string> values(std::string_view option) const;
+    // Every value given to the option, split at its first "=" into a name
+    // and a text, in order; raises usage_error for a value with an empty
+    // name or text (form, such as "ALIAS=FILE.zelc", says what it should
+    // be) and for a name given twice.
+    std::vector<std::pair<std::string, std::string>> named_values(std::string_view option,
+                                                                  std::string_view form) const;
     // The arguments that are not options, in order; raises usage_error unless
     // there are from least to most of them.
     const std::vector<std::string>& operands(std::size_t least, std::size_t most) const;

@@ -6,7 +6,6 @@
 // anything is broken.
 #include <cstdio>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -25,20 +24,10 @@ const char* plural(std::size_t count, const char* one, const char* more) {
     return count == 1 ? one : more;
 }
 
-zel::link_checker checker_of(const std::vector<std::string>& libraries) {
+zel::link_checker checker_of(const arguments& parsed) {
     zel::link_checker checker;
-    std::set<std::string> aliases;
-    for (const std::string& library : libraries) {
-        const std::size_t equals = library.find('=');
-        if (equals == std::string::npos || equals == 0 || equals + 1 == library.size()) {
-            throw usage_error("--library takes ALIAS=FILE.zelc, not \"" + library + "\"");
-        }
-        const std::string alias = library.substr(0, equals);
-        if (!aliases.insert(alias).second) {
-            throw usage_error("library alias " + alias + " given twice");
-        }
-        checker.add_library(alias,
-                            std::make_shared<zel::zel_contents_file>(library.substr(equals + 1)));
+    for (const auto& [alias, file] : parsed.named_values("--library", "ALIAS=FILE.zelc")) {
+        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(file));
     }
     return checker;
 }
@@ -72,7 +61,7 @@ void print_report(const std::string& package, const zel::link_report& report) {
 int run_check(const std::vector<std::string>& args) {
     const arguments parsed(args, {}, {"--library"});
     const std::string package = parsed.operands(1, 1)[0];
-    const zel::link_checker checker = checker_of(parsed.values("--library"));
+    const zel::link_checker checker = checker_of(parsed);
     const zel::zel_file_index scene(std::make_shared<zela::zel_archive_file_reader>(package),
                                     "__zel_index__.xml");
     const zel::link_report report = checker.check(scene);

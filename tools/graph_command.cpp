@@ -3,7 +3,8 @@
 // Blocks are boxes labelled with their type and name, links are edges
 // labelled with the parameter's name, binaries are leaves. The blocks and
 // binaries that links reach in other packages or libraries are drawn inside
-// one cluster per file; their own links are not followed. A local link to a
+// one cluster per file; their own links are not followed. A library known by
+// its alias is opened from the package that --library names for it. A local link to a
 // block or binary that the package lacks is drawn in red, and so is its
 // target; a target in a file that cannot be opened is drawn dashed.
 #include <algorithm>
@@ -58,6 +59,14 @@ class dot_graph {
   public:
     explicit dot_graph(std::shared_ptr<zel::zel_scene_graph> graph) : graph_(std::move(graph)) {}
 
+    // Links into the library alias lead into package, whose cluster says
+    // both.
+    void add_library(const std::string& alias, const std::string& package) {
+        graph_->add_file_redirect(alias, package);
+        std::string& label = cluster_labels_[package];
+        label += (label.empty() ? "" : ", ") + alias + "=" + package;
+    }
+
     void add_root_blocks() {
         const zel::zel_file_index& root = *graph_->root_index();
         std::vector<std::pair<std::string, const zel::zel_block*>> blocks;
@@ -84,8 +93,9 @@ class dot_graph {
                 }
                 continue;
             }
+            const auto label = cluster_labels_.find(file);
             std::printf("  subgraph cluster_%d {\n    label=%s;\n    style=rounded;\n", cluster++,
-                        quoted(file).c_str());
+                        quoted(label == cluster_labels_.end() ? file : label->second).c_str());
             for (const std::string& id : ids) {
                 print_node(nodes_.at(id), "    ");
             }
@@ -206,13 +216,19 @@ class dot_graph {
     std::map<std::string, node> nodes_;
     std::map<std::string, std::vector<std::string>> files_;  // file -> node ids, in order
     std::map<std::string, std::shared_ptr<zel::zel_file_index>> scenes_;
+    std::map<std::string, std::string> cluster_labels_;  // package -> its aliases
     std::vector<std::string> edges_;
 };
 
 int run_graph(const std::vector<std::string>& args) {
-    const std::string package = arguments(args, {}).operands(1, 1)[0];
+    const arguments parsed(args, {}, {"--library"});
+    const std::string package = parsed.operands(1, 1)[0];
+    const auto libraries = parsed.named_values("--library", "ALIAS=LIBRARY.zel");
     const auto resolver = std::make_shared<zel::zel_scene_resolver>(scene_budget, 0, 0);
     dot_graph dot(zel::open_scene_graph(resolver, package));
+    for (const auto& [alias, library] : libraries) {
+        dot.add_library(alias, library);
+    }
     dot.add_root_blocks();
     dot.print(package);
     return exit_success;
@@ -221,15 +237,19 @@ int run_graph(const std::vector<std::string>& args) {
 }  // namespace
 
 const command graph_command = {
-    "graph", "PACKAGE", "print the scene of a package as a Graphviz graph",
+    "graph", "PACKAGE [--library ALIAS=LIBRARY.zel]...",
+    "print the scene of a package as a Graphviz graph",
     "Prints the blocks and links of PACKAGE's scene in the DOT language, so that\n"
     "  zel graph scene.zel | dot -Tsvg > scene.svg\n"
     "draws it. Blocks are boxes labelled with their type and name, links are\n"
     "edges labelled with the parameter's name, binaries are leaves with their\n"
     "size. Blocks and binaries in other packages or libraries are drawn in one\n"
     "cluster per file, which is opened by the name the link gives, from the\n"
-    "working directory; a file that cannot be opened is drawn dashed. A link to\n"
-    "a block or binary that its package lacks is drawn in red.\n",
+    "working directory, or from the package that --library names for a library's\n"
+    "alias; a file that cannot be opened is drawn dashed. A link to a block or\n"
+    "binary that its package lacks is drawn in red.\n\n"
+    "  --library ALIAS=LIBRARY.zel   open the library package LIBRARY.zel for links\n"
+    "                                into ALIAS; once for each library\n",
     run_graph};
 
 }  // namespace vorn::zel_tool

@@ -145,6 +145,10 @@ const command pack_command = {
     "file whose bytes are already in the package is not stored again: it is read\n"
     "under the name of the first file with those bytes. If any file cannot be read\n"
     "or the package cannot be written, PACKAGE is left as it was and the status is 1.\n\n"
+    "The new package is written beside PACKAGE as PACKAGE.<12 hexadecimal digits>.tmp\n"
+    "and renamed to PACKAGE once complete. A pack that is killed leaves that file\n"
+    "behind: nothing reads it, and once no pack of PACKAGE is running it may be\n"
+    "deleted. zel verify PACKAGE names such files.\n\n"
     "  --store EXT   keep files ending in .EXT uncompressed; may be given more than once\n",
     run_pack};
 

@@ -32,6 +32,12 @@ int run_resolve(const std::vector<std::string>& args) {
     const auto& operands = parsed.operands(2, 2);
     const std::string& package = operands[0];
     const std::string& link = operands[1];
+    if (link.find('#') == std::string::npos) {
+        // The scene graph would raise the standard library's "invalid
+        // string position", which says nothing of the link.
+        throw usage_error("link \"" + link + "\" has no \"#\": a link is FILE#NAME, as in \"#" +
+                          link + "\" for a block or binary of PACKAGE itself");
+    }
     const auto resolver =
         std::make_shared<zel::zel_scene_resolver>(scene_budget, byte_budget, byte_budget);
     const auto graph = zel::open_scene_graph(resolver, package);

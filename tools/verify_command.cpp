@@ -7,8 +7,12 @@
 // to the recorded value, and a deflated entry must inflate to exactly its
 // recorded size. Readers test none of the entries' hashes, so this is where
 // damage inside an entry shows.
+//
+// It also names the temporaries that unfinished writes of the package left
+// beside it, which nothing reads and which only take room.
 #include <cinttypes>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "tools/arguments.hpp"
@@ -16,6 +20,7 @@
 #include "tools/file_order.hpp"
 #include "tools/printable.hpp"
 #include "zel/archive/file_reader.hpp"
+#include "zel/archive/system/output_file.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
 
@@ -70,8 +75,20 @@ class package_check {
     std::size_t problems_ = 0;
 };
 
+// Comes first, so that it is said even of a package that cannot be read,
+// or that a killed first write never made.
+void print_stray_temporaries(const std::string& package) {
+    for (const std::filesystem::path& file : system::temporaries_of(package)) {
+        std::printf(
+            "%s: stray temporary of an unfinished write of %s; nothing reads it, and "
+            "unless that write is still going on it may be deleted\n",
+            printable(file.string()).c_str(), printable(package).c_str());
+    }
+}
+
 int run_verify(const std::vector<std::string>& args) {
     const std::string package = arguments(args, {}).operands(1, 1)[0];
+    print_stray_temporaries(package);
     const zela::zel_archive_file_reader reader(package);
     std::vector<std::string> names;
     reader.list_entries(names);
@@ -94,7 +111,11 @@ const command verify_command = {
     "it lies within the file at a multiple of 16, apart from the header, the table of\n"
     "contents and the other entries; that its stored bytes hash to the recorded\n"
     "value; and that a deflated entry inflates to exactly its recorded size. Prints\n"
-    "each problem found and exits with status 1 if there is any.\n",
+    "each problem found and exits with status 1 if there is any.\n\n"
+    "It also names the stray temporaries of PACKAGE beside it, files named\n"
+    "PACKAGE.<12 hexadecimal digits>.tmp that a write killed before it finished\n"
+    "left behind (see zel pack --help). Nothing reads them and, once no write of\n"
+    "PACKAGE is going on, they may be deleted; they do not change the status.\n",
     run_verify};
 
 }  // namespace vorn::zel_tool

@@ -77,7 +77,7 @@ void atom_index::reserve(std::size_t count) {
     if (capacity == slots_.size()) {
         return;
     }
-    std::vector<slot> old(capacity, slot{0, none});
+    decltype(slots_) old(capacity, slot{0, none});
     old.swap(slots_);
     mask_ = capacity - 1;
     for (const slot& s : old) {

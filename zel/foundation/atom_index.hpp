@@ -17,6 +17,8 @@
 #include <string_view>
 #include <vector>
 
+#include "zel/foundation/recycling_allocator.hpp"
+
 namespace vorn {
 
 class atom_index {
@@ -59,7 +61,7 @@ class atom_index {
 
     void place(slot s) noexcept;
 
-    std::vector<slot> slots_;
+    std::vector<slot, recycling_allocator<slot>> slots_;
     std::size_t mask_ = 0;
     std::size_t size_ = 0;
 };

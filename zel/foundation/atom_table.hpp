@@ -15,13 +15,15 @@
 
 #include "zel/foundation/atom_index.hpp"
 #include "zel/foundation/intrusive_string.hpp"
+#include "zel/foundation/recycling_allocator.hpp"
 #include "zel/foundation/text_arena.hpp"
 
 namespace vorn {
 
 class atom_table {
   public:
-    using const_iterator = std::vector<intrusive_string>::const_iterator;
+    using const_iterator =
+        std::vector<intrusive_string, recycling_allocator<intrusive_string>>::const_iterator;
 
     atom_table();
     atom_table(const atom_table&) = delete;
@@ -63,7 +65,7 @@ class atom_table {
     std::uint32_t find(intrusive_string text, std::uint32_t hash) const;
 
     atom_index lookup_;
-    std::vector<intrusive_string> atoms_;
+    std::vector<intrusive_string, recycling_allocator<intrusive_string>> atoms_;
     // Atoms below this number are in lookup_ (or are empty, or repeat an
     // earlier text).
     std::size_t indexed_ = 0;

@@ -49,6 +49,8 @@ class name_runs {
         id tail = none;
     };
 
+    static constexpr std::uint32_t scanned_items = scanned;
+
     // Raises std::length_error unless a sequence of size nodes has room for
     // one more that an id can number.
     static void check_room(std::size_t size) {
@@ -85,6 +87,17 @@ class name_runs {
         } else {
             tail = scan(nodes, at, is_named).tail;
         }
+        link_after(nodes, at, tail == none ? last_ : tail);
+        ++live_;
+    }
+
+    // Links the last of nodes behind tail, the last live item of its name,
+    // or at the end of the list if tail is none: for an owner that found the
+    // run itself. Only while the list holds at most `scanned` items, so that
+    // no index needs to learn of it.
+    template <class Nodes>
+    void enter_behind(Nodes& nodes, id tail) noexcept {
+        const auto at = static_cast<id>(nodes.size() - 1);
         link_after(nodes, at, tail == none ? last_ : tail);
         ++live_;
     }

@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "zel/foundation/recycling_allocator.hpp"
+
 namespace vorn {
 
 template <class T, class traits, std::size_t block_elements = 2048>
@@ -60,19 +62,29 @@ class object_pool {
     // Slots of the block table before it first grows: 4096 bytes of pointers.
     static constexpr std::size_t initial_block_slots = 512;
 
+    static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
     struct alignas(T) storage {
         std::byte bytes[sizeof(T) * block_elements];
     };
 
+    // Blocks come from the recycling allocator: a large pool released in a
+    // long-lived process leaves its pages to the next.
+    struct storage_delete {
+        void operator()(storage* block) const noexcept {
+            deallocate_recycled(block, sizeof(storage));
+        }
+    };
+
     void add_block() {
-        blocks_.push_back(std::make_unique_for_overwrite<storage>());
+        blocks_.reserve(blocks_.size() + 1);
+        blocks_.emplace_back(static_cast<storage*>(allocate_recycled(sizeof(storage))));
         used_in_last_ = 0;
     }
     T* element(std::size_t block, std::size_t index) {
         return reinterpret_cast<T*>(blocks_[block]->bytes) + index;
     }
 
-    std::vector<std::unique_ptr<storage>> blocks_;
+    std::vector<std::unique_ptr<storage, storage_delete>> blocks_;
     std::size_t used_in_last_ = 0;
     [[no_unique_address]] mutex_type mutex_;
 };

@@ -4,10 +4,14 @@
 #include <limits>
 #include <new>
 
+#include "zel/foundation/recycling_allocator.hpp"
+
 namespace vorn {
 
-void text_arena::aligned_delete::operator()(char* chunk) const noexcept {
-    ::operator delete[](chunk, std::align_val_t{alignment});
+text_arena::~text_arena() {
+    for (const chunk& c : chunks_) {
+        deallocate_recycled(c.bytes, c.size);
+    }
 }
 
 char* text_arena::allocate(std::size_t size) {
@@ -25,13 +29,15 @@ char* text_arena::allocate(std::size_t size) {
             size_setting_ = 2 * capacity_;
         }
     }
-    char* piece = chunks_.back().get() + used_;
+    char* piece = chunks_.back().bytes + used_;
     used_ += rounded;
     return piece;
 }
 
 void text_arena::open_chunk(std::size_t size) {
-    chunks_.emplace_back(static_cast<char*>(::operator new[](size, std::align_val_t{alignment})));
+    // A mapped chunk starts on a page, a chunk from the heap on 16 bytes.
+    chunks_.reserve(chunks_.size() + 1);
+    chunks_.push_back({static_cast<char*>(allocate_recycled(size)), size});
     capacity_ = size;
     used_ = 0;
 }

@@ -6,11 +6,11 @@
 // starts at twice the first chunk and doubles every second chunk, so ordinary
 // chunks run 1, 2, 2, 4, 4, 8, 8 MiB and so on. What is left of a closed chunk
 // is never used again. Nothing is released before the arena dies, so no piece
-// ever moves.
+// ever moves. Chunks come from the recycling allocator, so that the texts of
+// a scene released in a long-lived process make room for the next scene's.
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 namespace vorn {
@@ -23,6 +23,7 @@ class text_arena {
     text_arena() = default;
     text_arena(const text_arena&) = delete;
     text_arena& operator=(const text_arena&) = delete;
+    ~text_arena();
 
     // size bytes, rounded up to a multiple of 16, 16-byte aligned.
     char* allocate(std::size_t size);
@@ -34,14 +35,14 @@ class text_arena {
     std::size_t chunk_used() const noexcept { return used_; }
 
   private:
-    struct aligned_delete {
-        void operator()(char* chunk) const noexcept;
+    struct chunk {
+        char* bytes;
+        std::size_t size;
     };
-    using chunk_ptr = std::unique_ptr<char[], aligned_delete>;
 
     void open_chunk(std::size_t size);
 
-    std::vector<chunk_ptr> chunks_;
+    std::vector<chunk> chunks_;
     std::size_t capacity_ = 0;
     std::size_t used_ = 0;
     std::size_t size_setting_ = 2 * first_chunk_size;

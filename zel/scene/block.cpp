@@ -1,5 +1,7 @@
 #include "zel/scene/block.hpp"
 
+#include <array>
+
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/names.hpp"
 #include "zel/scene/scene_texts.hpp"
@@ -199,6 +201,34 @@ void zel_block::insert_parameter(const parameter_atoms& atoms) {
     } catch (...) {
         nodes_.pop_back();
         throw;
+    }
+}
+
+void zel_block::insert_parameters(std::span<const parameter_atoms> list) {
+    if (!nodes_.empty() || list.size() > parameter_order::scanned_items) {
+        reserve_parameters(list.size());
+        for (const parameter_atoms& p : list) {
+            insert_parameter(p);
+        }
+        return;
+    }
+    // Into an empty small block, as a reader fills it: the runs are found in
+    // the list itself, and each name's text is looked up once rather than at
+    // every comparison, as the scan of the order would.
+    nodes_.reserve(list.size());
+    std::array<std::string_view, parameter_order::scanned_items> names;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const parameter_atoms& p = list[i];
+        names[i] = text_of(p.name);
+        parameter_id tail = no_parameter;
+        for (std::size_t j = i; j-- > 0;) {
+            if ((p.name != no_atom && list[j].name == p.name) || names[j] == names[i]) {
+                tail = static_cast<parameter_id>(j);
+                break;
+            }
+        }
+        nodes_.push_back(node{p, no_parameter, no_parameter});
+        order_.enter_behind(nodes_, tail);
     }
 }
 

@@ -40,6 +40,7 @@
 #include <iterator>
 #include <memory>
 #include <memory_resource>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -202,6 +203,8 @@ class zel_block {
     // The same by atom numbers, each below atoms().size() or no_atom, and
     // none the number of an empty atom.
     void insert_parameter(const parameter_atoms& atoms);
+    // The same for a whole list, in its order, with room made for it first.
+    void insert_parameters(std::span<const parameter_atoms> list);
     // Makes room for count more parameters ahead of a bulk insertion.
     void reserve_parameters(std::size_t count);
     // Appends an attribute pair of atoms, without any check.

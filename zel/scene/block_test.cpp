@@ -8,6 +8,8 @@
 
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/internal/block_access.hpp"
+#include "zel/scene/internal/file_index_state.hpp"
 #include "zel/testing/atom_texts_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 
@@ -71,6 +73,49 @@ TEST(BlockTest, ManyNamesKeepTheirRunsAndTheirFirstOrder) {
     block.add_parameter("p39", generic_param(std::string("again")));
     EXPECT_EQ(walk(block).back(), "p39=again");
     EXPECT_EQ(block.parameter_at(block.find_parameter("p17")).value.value().view(), "0");
+}
+
+// A reader hands a block all its parameters at once; they must fall into the
+// same runs as one by one, whatever the names: repeated, unnamed, or one
+// text under two atom numbers, as a table read from a file may hold it.
+TEST(BlockTest, ListOfParametersFallsIntoTheRunsOfOneByOne) {
+    zel_file_index index;
+    atom_table& atoms = file_index_access::of(index).atoms;
+    const std::uint32_t a = index.intern("a").index;
+    const std::uint32_t b = index.intern("b").index;
+    atoms.append("a", 1);  // "a" again, under another number
+    const std::uint32_t a_again = atoms.size() - 1;
+    const std::uint32_t none = zel_block::no_atom;
+    const std::vector<std::vector<std::uint32_t>> lists = {
+        {},
+        {a},
+        {a, b, a, b, a_again, none, b, none},
+        {none, a_again, a, a},
+        std::vector<std::uint32_t>(32, a),
+        std::vector<std::uint32_t>(33, b),
+    };
+    for (std::size_t l = 0; l < lists.size(); ++l) {
+        std::vector<zel_block::parameter_atoms> list;
+        for (std::size_t i = 0; i < lists[l].size(); ++i) {
+            const std::uint32_t value = index.intern(std::to_string(i)).index;
+            list.push_back({lists[l][i], value, none, none, none});
+        }
+        zel_block& at_once = *index.add_block("t", "once" + std::to_string(l));
+        zel_block& one_by_one = *index.add_block("t", "each" + std::to_string(l));
+        block_access::insert_parameters(at_once, list);
+        for (const zel_block::parameter_atoms& p : list) {
+            block_access::insert_parameter(one_by_one, p);
+        }
+        EXPECT_EQ(walk(at_once), walk(one_by_one)) << l;
+        // Both go on alike, past the size at which a block indexes its names.
+        for (zel_block* block : {&at_once, &one_by_one}) {
+            for (int i = 0; i < 40; ++i) {
+                block_access::insert_parameter(*block, {i % 2 == 0 ? a : b, a, none, none, none});
+            }
+        }
+        EXPECT_EQ(walk(at_once), walk(one_by_one)) << l;
+        EXPECT_EQ(at_once.parameter_count(), one_by_one.parameter_count()) << l;
+    }
 }
 
 TEST(BlockTest, RemoveParametersMatchesTagsByText) {

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "zel/archive/system/prefaulted_memory.hpp"
+#include "zel/foundation/prefaulted_memory.hpp"
 
 namespace vorn {
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -30,12 +31,29 @@ auto repeated(Call call) {
     return result;
 }
 
-// ".<12 hexadecimal digits>.tmp"
+// A temporary's name is the target's, then ".<12 hexadecimal digits>.tmp".
+constexpr std::size_t temporary_digits = 12;
+constexpr std::string_view temporary_extension = ".tmp";
+
 std::string temporary_suffix(std::random_device& random) {
     const std::uint64_t bits = (std::uint64_t{random()} << 32 | random()) & 0xFFFFFFFFFFFFu;
     char text[32];
-    std::snprintf(text, sizeof text, ".%012" PRIx64 ".tmp", bits);
+    std::snprintf(text, sizeof text, ".%0*" PRIx64 "%s", static_cast<int>(temporary_digits), bits,
+                  temporary_extension.data());
     return text;
+}
+
+// The file that replacing target writes over: target itself, or where it
+// points if it is a symbolic link.
+std::filesystem::path replaced_file(const std::filesystem::path& target) {
+    std::error_code ignored;
+    if (std::filesystem::is_symlink(target, ignored)) {
+        std::filesystem::path resolved = std::filesystem::weakly_canonical(target, ignored);
+        if (!resolved.empty()) {
+            return resolved;
+        }
+    }
+    return target;
 }
 
 }  // namespace
@@ -68,14 +86,7 @@ bool output_file::open(const std::filesystem::path& path, open_mode mode) {
 }
 
 bool output_file::open_temporary(const std::filesystem::path& target) {
-    std::error_code ignored;
-    target_ = target;
-    if (std::filesystem::is_symlink(target, ignored)) {
-        const std::filesystem::path resolved = std::filesystem::weakly_canonical(target, ignored);
-        if (!resolved.empty()) {
-            target_ = resolved;
-        }
-    }
+    target_ = replaced_file(target);
     // A target that could not be opened for writing is not replaced either,
     // and the new file takes the permissions of the one it replaces, as a
     // file rewritten in place would keep them.
@@ -224,6 +235,34 @@ void output_file::write_out(const char* data, std::size_t size) {
         data += n;
         size -= static_cast<std::size_t>(n);
     }
+}
+
+bool is_temporary_name(std::string_view target_name, std::string_view file_name) {
+    if (file_name.size() !=
+            target_name.size() + 1 + temporary_digits + temporary_extension.size() ||
+        !file_name.starts_with(target_name) || !file_name.ends_with(temporary_extension)) {
+        return false;
+    }
+    const std::string_view suffix = file_name.substr(target_name.size());
+    return suffix[0] == '.' &&
+           std::all_of(suffix.begin() + 1, suffix.begin() + 1 + temporary_digits,
+                       [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+}
+
+std::vector<std::filesystem::path> temporaries_of(const std::filesystem::path& target) {
+    const std::filesystem::path file = replaced_file(target);
+    const std::string name = file.filename().string();
+    std::filesystem::path directory = file.parent_path();
+    std::vector<std::filesystem::path> found;
+    std::error_code error;
+    std::filesystem::directory_iterator entries(directory.empty() ? "." : directory, error);
+    for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
+        if (is_temporary_name(name, entries->path().filename().string())) {
+            found.push_back(directory / entries->path().filename());
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
 }
 
 }  // namespace vorn::system

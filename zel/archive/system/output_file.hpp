@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 #include <vector>
 
 #include "zel/archive/system/file_system_calls.hpp"
@@ -86,5 +87,15 @@ class output_file {
     std::vector<char> buffer_;
     std::size_t buffered_ = 0;
 };
+
+// The temporaries that replacing files of target left beside it, sorted by
+// name: files named as open() names them, whose writer was killed or is still
+// writing. Such a file is never read and, once its writer is gone, may be
+// deleted. A directory that cannot be listed has none.
+std::vector<std::filesystem::path> temporaries_of(const std::filesystem::path& target);
+
+// Whether file_name is a name that open() gives a temporary of a target
+// named target_name.
+bool is_temporary_name(std::string_view target_name, std::string_view file_name);
 
 }  // namespace vorn::system

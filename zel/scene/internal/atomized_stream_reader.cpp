@@ -343,15 +343,14 @@ class stream_reader {
         }
         zel_block* block =
             state_.block_pool.make(atom(number_of(type)), atoms_, &state_.parameter_memory);
-        block_access::reserve_parameters(*block, parameters_.size());
-        for (zel_block::parameter_atoms& p : parameters_) {
-            if (empty_atoms_) {
+        if (empty_atoms_) {
+            for (zel_block::parameter_atoms& p : parameters_) {
                 for (std::uint32_t* number : {&p.name, &p.value, &p.type, &p.unit, &p.tag}) {
                     *number = atom(*number).empty() ? zel_block::no_atom : *number;
                 }
             }
-            block_access::insert_parameter(*block, p);
         }
+        block_access::insert_parameters(*block, parameters_);
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
             if (attribute == words_.name) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include "zel/foundation/intrusive_generic_param.hpp"
 #include "zel/foundation/intrusive_string.hpp"
@@ -24,6 +25,11 @@ class block_access {
     // none the number of an empty atom.
     static void insert_parameter(zel_block& block, const zel_block::parameter_atoms& atoms) {
         block.insert_parameter(atoms);
+    }
+    // The same for a whole list, in its order, with room made for it first.
+    static void insert_parameters(zel_block& block,
+                                  std::span<const zel_block::parameter_atoms> list) {
+        block.insert_parameters(list);
     }
     // Makes room for count more parameters ahead of a bulk insertion.
     static void reserve_parameters(zel_block& block, std::size_t count) {

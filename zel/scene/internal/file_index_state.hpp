@@ -4,19 +4,24 @@
 
 #include <google/dense_hash_map>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/hash.hpp"
 #include "zel/foundation/object_pool.hpp"
+#include "zel/foundation/recycling_allocator.hpp"
 #include "zel/scene/block.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/scene/internal/parameter_arena.hpp"
 
 namespace vorn::zel {
 
-using block_table = google::dense_hash_map<intrusive_string, zel_block*, hash<intrusive_string>>;
+using block_table =
+    google::dense_hash_map<intrusive_string, zel_block*, hash<intrusive_string>,
+                           std::equal_to<intrusive_string>,
+                           recycling_allocator<std::pair<const intrusive_string, zel_block*>>>;
 
 struct zel_file_index::state {
     using type_list = std::vector<block_ref>;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "zel/archive/system/prefaulted_memory.hpp"
+#include "zel/foundation/prefaulted_memory.hpp"
 
 namespace vorn::zel {
 
