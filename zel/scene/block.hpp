@@ -248,7 +248,9 @@ class zel_block {
     std::vector<attribute> attributes_;
     // By parameter id; order_ links them in list order.
     std::pmr::vector<node> nodes_;
-    parameter_order order_;
+    // The flags fill the room that the order leaves at its end, which keeps
+    // a block as small as it was before the order was a class of its own.
+    [[no_unique_address]] parameter_order order_;
     std::uint32_t validation_flags_ = 0;
     std::weak_ptr<block_owner> owner_;
     atom_table* atoms_;
