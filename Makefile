@@ -8,7 +8,8 @@ CMAKE_ARGS ?=
 
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
-            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime graphviz
+            libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime graphviz \
+            python3-dev pybind11-dev python3-pybind11 python3-pytest python3-numpy
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 
@@ -86,6 +87,7 @@ run: build
 	@echo; echo "The demonstration scene is drawn in $(BUILD)/demo/scene.svg"
 
 # Benchmarks run from their own Release build; BENCH picks one program.
+# BENCH=python_bench runs bench/python_bench.py against its C++ peer.
 BENCH ?= compression_bench
 bench: deps
 	cmake -S . -B $(BUILD)-bench -DCMAKE_BUILD_TYPE=Release -DZEL_BUILD_BENCH=ON -DZEL_BUILD_TESTS=OFF $(CMAKE_ARGS)

@@ -1,9 +1,10 @@
 // zel check: proves every link of a package's scene.
 //
 // Local links against the package itself, links into libraries against the
-// contents files given with --library. Prints one line for each broken link,
-// the package's external references, and a summary; exits with status 1 if
-// anything is broken.
+// contents files given with --library (zel/writer/link_check.hpp). Prints one
+// line for each broken link, the package's external references, and a
+// summary, or the report as JSON; exits with status 1 if anything is broken.
+#include <cinttypes>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -11,6 +12,7 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/report_output.hpp"
 #include "zel/archive/file_reader.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/writer/contents_file.hpp"
@@ -20,7 +22,7 @@ namespace vorn::zel_tool {
 
 namespace {
 
-const char* plural(std::size_t count, const char* one, const char* more) {
+const char* plural(std::uint64_t count, const char* one, const char* more) {
     return count == 1 ? one : more;
 }
 
@@ -32,54 +34,64 @@ zel::link_checker checker_of(const arguments& parsed) {
     return checker;
 }
 
-void print_report(const std::string& package, const zel::link_report& report) {
-    for (const zel::broken_link& b : report.broken) {
-        std::printf("%s %s, parameter %s, link \"%s\": %s\n",
-                    b.metadata ? "metadata block" : "block", b.block.c_str(), b.parameter.c_str(),
-                    b.value.c_str(), b.problem.c_str());
-    }
-    for (const std::string& alias : report.unlisted_aliases) {
-        std::printf("library %s: used by links but not among the external_refs\n", alias.c_str());
+void print_text(const zela::package_report& report) {
+    for (const zela::finding& f : report.findings) {
+        if (f.place == zela::finding_place::parameter) {
+            std::printf("%s %s, parameter %s, link \"%s\": %s\n",
+                        f.metadata ? "metadata block" : "block", f.block.c_str(),
+                        f.parameter.c_str(), f.link.c_str(), f.message.c_str());
+        } else {
+            std::printf("library %s: %s\n", f.library.c_str(), f.message.c_str());
+        }
     }
     std::string refs;
-    for (const std::string& ref : report.external_refs) {
+    for (const std::string& ref : *report.external_refs) {
         refs += refs.empty() ? ref : ", " + ref;
     }
     std::printf("external_refs: %s\n", refs.empty() ? "none" : refs.c_str());
-    std::printf("%s: %zu %s (%zu local, %zu local %s, %zu into libraries), %zu broken",
-                package.c_str(), report.links(), plural(report.links(), "link", "links"),
-                report.local_links, report.local_binaries,
-                plural(report.local_binaries, "binary", "binaries"), report.library_links,
-                report.broken.size());
-    if (!report.unlisted_aliases.empty()) {
-        std::printf(", %zu %s missing from the external_refs", report.unlisted_aliases.size(),
-                    plural(report.unlisted_aliases.size(), "alias", "aliases"));
+    const std::uint64_t links = report.count("links");
+    const std::uint64_t local_binaries = report.count("local_binaries");
+    std::size_t broken = 0;
+    std::size_t unlisted = 0;
+    for (const zela::finding& f : report.findings) {
+        ++(f.place == zela::finding_place::parameter ? broken : unlisted);
+    }
+    std::printf("%s: %" PRIu64 " %s (%" PRIu64 " local, %" PRIu64 " local %s, %" PRIu64
+                " into libraries), %zu broken",
+                report.package.c_str(), links, plural(links, "link", "links"),
+                report.count("local_links"), local_binaries,
+                plural(local_binaries, "binary", "binaries"), report.count("library_links"),
+                broken);
+    if (unlisted != 0) {
+        std::printf(", %zu %s missing from the external_refs", unlisted,
+                    plural(unlisted, "alias", "aliases"));
     }
     std::printf("\n");
 }
 
 int run_check(const std::vector<std::string>& args) {
-    const arguments parsed(args, {}, {"--library"});
+    const arguments parsed(args, {"--json"}, {"--library"});
     const std::string package = parsed.operands(1, 1)[0];
     const zel::link_checker checker = checker_of(parsed);
-    const zel::zel_file_index scene(std::make_shared<zela::zel_archive_file_reader>(package),
-                                    "__zel_index__.xml");
-    const zel::link_report report = checker.check(scene);
-    print_report(package, report);
-    return report.sound() ? exit_success : exit_failure;
+    return run_report("check", package, parsed.has("--json"), print_text, [&] {
+        const zel::zel_file_index scene(std::make_shared<zela::zel_archive_file_reader>(package),
+                                        "__zel_index__.xml");
+        return zel::package_report_of(checker.check(scene), package);
+    });
 }
 
 }  // namespace
 
 const command check_command = {
-    "check", "PACKAGE [--library ALIAS=FILE.zelc]...", "prove every link of a package",
+    "check", "PACKAGE [--library ALIAS=FILE.zelc]... [--json]", "prove every link of a package",
     "Proves every link of the scene of PACKAGE: a local link must name a block of\n"
     "the package, a local binary link an entry of it, and a link into a library a\n"
     "block or binary of that library, whose contents file is given with --library\n"
     "under the alias that the links use (zel contents makes it). Prints one line\n"
     "for each broken link, the package's external_refs and a summary, and exits\n"
     "with status 1 if any link is broken, or if links use an alias that the\n"
-    "package's external_refs do not list.\n",
+    "package's external_refs do not list. With --json, prints the report as one JSON\n"
+    "object instead (doc/package_report.md).\n",
     run_check};
 
 }  // namespace vorn::zel_tool

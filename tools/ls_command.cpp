@@ -4,8 +4,8 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
-#include "tools/file_order.hpp"
 #include "tools/printable.hpp"
+#include "zel/archive/file_order.hpp"
 #include "zel/archive/file_reader.hpp"
 
 namespace vorn::zel_tool {
@@ -15,13 +15,13 @@ namespace {
 int run_ls(const std::vector<std::string>& args) {
     const std::string package = arguments(args, {}).operands(1, 1)[0];
     const zela::zel_archive_file_reader reader(package);
-    const auto entries = entries_in_file_order(reader);
+    const auto entries = zela::entries_in_file_order(reader);
 
     std::printf("%12s %12s %12s  %-16s  %-8s  %s\n", "offset", "stored", "payload", "hash", "kind",
                 "name");
     std::uint64_t stored = 0;
     std::uint64_t payload = 0;
-    for (const placed_entry& e : entries) {
+    for (const zela::placed_entry& e : entries) {
         const auto& r = *e.record;
         const std::uint64_t size = r.dsize == 0 ? r.csize : r.dsize;
         std::printf("%12" PRIu64 " %12" PRIu64 " %12" PRIu64 "  %016" PRIx64 "  %-8s  %s\n", r.off,

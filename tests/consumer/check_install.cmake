@@ -30,3 +30,11 @@ if(MCS AND MONO)
     run(${bare} LD_LIBRARY_PATH=${scratch}/prefix/${LIBDIR} ${MONO} ${beside}/PageAddIn.exe
         "${scratch}/beside.zel" "${scratch}/no-content")
 endif()
+
+# The Python package, imported from the installed tree alone: a package
+# written and read back.
+if(PYTHON)
+    run(${CMAKE_COMMAND} -E env PYTHONPATH=${scratch}/prefix/lib/python3/dist-packages
+        ${PYTHON} -c "import sys, zel; zel.Writer(sys.argv[1]).close(); zel.open(sys.argv[1]).scene()"
+        "${scratch}/python.zel")
+endif()

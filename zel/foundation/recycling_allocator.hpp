@@ -45,7 +45,7 @@ inline void deallocate_recycled(void* block, std::size_t bytes) noexcept {
     if (recycles_memory && bytes >= recycled_block) {
         system::unmap_prefaulted(block, bytes);
     } else {
-        ::operator delete(block, bytes);
+        ::operator delete(block);
     }
 }
 

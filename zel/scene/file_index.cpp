@@ -288,6 +288,10 @@ void zel_file_index::write_document(std::string& out, bool atomize) {
     vorn::zel::write_document(*this, out, atomize);
 }
 
+bool zel_file_index::read_atomized() const noexcept {
+    return state_->atomized;
+}
+
 package_id zel_file_index::get_package_id() const {
     return state_->reader ? state_->reader->get_package_id() : package_id{};
 }

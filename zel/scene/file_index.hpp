@@ -124,6 +124,10 @@ class zel_file_index {
     const std::shared_ptr<zela::zel_archive_reader>& archive_reader() const noexcept;
     // The appender of an index for writing, or null.
     const std::shared_ptr<appender_type>& appender() const noexcept;
+    // Whether the scene was read from a document in the atomized form; false
+    // for a scene that was not read.
+    bool read_atomized() const noexcept;
+
     // The reader's package id; zeros without a reader.
     package_id get_package_id() const;
 

@@ -124,4 +124,35 @@ link_report link_checker::check(const zel_file_index& scene) const {
     return report;
 }
 
+zela::package_report package_report_of(const link_report& report, const std::string& package) {
+    zela::package_report out;
+    out.command = "check";
+    out.package = package;
+    out.counts = {{"links", report.links()},
+                  {"local_links", report.local_links},
+                  {"local_binaries", report.local_binaries},
+                  {"library_links", report.library_links}};
+    out.external_refs = report.external_refs;
+    for (const broken_link& b : report.broken) {
+        zela::finding f;
+        f.code = zela::finding_codes::broken_link;
+        f.place = zela::finding_place::parameter;
+        f.block = b.block;
+        f.metadata = b.metadata;
+        f.parameter = b.parameter;
+        f.link = b.value;
+        f.message = b.problem;
+        out.findings.push_back(std::move(f));
+    }
+    for (const std::string& alias : report.unlisted_aliases) {
+        zela::finding f;
+        f.code = zela::finding_codes::unlisted_library;
+        f.place = zela::finding_place::library;
+        f.library = alias;
+        f.message = texts::unlisted_library;
+        out.findings.push_back(std::move(f));
+    }
+    return out;
+}
+
 }  // namespace vorn::zel

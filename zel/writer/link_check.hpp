@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "zel/archive/package_report.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/writer/contents_file.hpp"
 
@@ -68,5 +69,12 @@ class link_checker {
     // Few, so a list serves.
     std::vector<library> libraries_;
 };
+
+// The report as zel check prints it: command "check"; counts "links",
+// "local_links", "local_binaries" and "library_links"; the external_refs;
+// an error "broken-link" on the parameter of each broken link, with what is
+// missing as its message, then an error "unlisted-library" for each alias
+// that the external_refs lack.
+zela::package_report package_report_of(const link_report& report, const std::string& package);
 
 }  // namespace vorn::zel

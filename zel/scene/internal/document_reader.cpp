@@ -104,6 +104,7 @@ class document_reader {
             read_rootless(document);
         } else if (const element* table = child_named(*root, texts::atom_table_element)) {
             read_atomized(*root, *table);
+            state_.atomized = true;
         } else {
             read_plain(*root);
         }
@@ -271,6 +272,7 @@ class document_reader {
 
 void read_document(zel_file_index& index, char* text) {
     if (read_atomized_stream(index, text)) {
+        file_index_access::of(index).atomized = true;
         return;
     }
     file_index_access::clear(index);

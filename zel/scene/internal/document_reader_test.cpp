@@ -37,6 +37,7 @@ std::string zel_message(const std::string& message) {
 TEST(DocumentReaderTest, ExampleReadsBackWithItsAtomsAndWritesTheSame) {
     const std::string document = testing::example_atomized_document();
     zel_file_index index(document_text{document});
+    EXPECT_TRUE(index.read_atomized());
     EXPECT_EQ(index.atoms().size(), 32u);
     EXPECT_EQ(index.block_count(), 3u);
     EXPECT_TRUE(index.exists_block("plate"));
@@ -69,6 +70,7 @@ TEST(DocumentReaderTest, PlainAndRootlessFormsReadAlike) {
     const std::string reordered = "<zelfile><metazel/><zel><light name=\"lamp\"/></zel></zelfile>";
     for (const std::string& text : {plain, rootless}) {
         zel_file_index index(document_text{text});
+        EXPECT_FALSE(index.read_atomized());
         EXPECT_EQ(index.block_count(), 3u);
         EXPECT_EQ(rewritten(index, false), plain) << text;
     }

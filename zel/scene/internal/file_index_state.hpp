@@ -47,6 +47,8 @@ struct zel_file_index::state {
     google::dense_hash_map<intrusive_string, type_list*, hash<intrusive_string>> type_lists;
     const type_list empty_list;
     atom_table atoms;
+    // Whether the document read had an atom table.
+    bool atomized = false;
 };
 
 class file_index_access {

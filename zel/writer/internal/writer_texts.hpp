@@ -40,5 +40,7 @@ inline constexpr std::string_view lacks_identity = " lacks its attributes \"hash
 inline constexpr std::string_view bad_identity_number = " has a hash or size that is no number: ";
 inline constexpr std::string_view bad_package_id =
     ": \"id\" of original_zel_package does not hold two numbers";
+inline constexpr std::string_view unlisted_library =
+    "used by links but not among the external_refs";
 
 }  // namespace vorn::zel::texts

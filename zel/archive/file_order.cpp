@@ -1,11 +1,11 @@
-#include "tools/file_order.hpp"
+#include "zel/archive/file_order.hpp"
 
 #include <algorithm>
 #include <tuple>
 
-namespace vorn::zel_tool {
+namespace vorn::zela {
 
-std::vector<placed_entry> entries_in_file_order(const zela::zel_archive_reader& reader) {
+std::vector<placed_entry> entries_in_file_order(const zel_archive_reader& reader) {
     std::vector<std::string> names;
     reader.list_entries(names);
     std::vector<placed_entry> entries;
@@ -20,4 +20,4 @@ std::vector<placed_entry> entries_in_file_order(const zela::zel_archive_reader& 
     return entries;
 }
 
-}  // namespace vorn::zel_tool
+}  // namespace vorn::zela

@@ -7,14 +7,14 @@
 
 #include "zel/archive/reader.hpp"
 
-namespace vorn::zel_tool {
+namespace vorn::zela {
 
 struct placed_entry {
     std::string name;
-    const zela::zel_archive_reader::entry* record;  // owned by the reader
+    const zel_archive_reader::entry* record;  // owned by the reader
 };
 
 // By offset, then by name: empty entries share the offset of the next one.
-std::vector<placed_entry> entries_in_file_order(const zela::zel_archive_reader& reader);
+std::vector<placed_entry> entries_in_file_order(const zel_archive_reader& reader);
 
-}  // namespace vorn::zel_tool
+}  // namespace vorn::zela
