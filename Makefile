@@ -9,6 +9,7 @@ CMAKE_ARGS ?=
 PACKAGES := cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev libboost-dev \
             librapidxml-dev libsparsehash-dev zlib1g-dev libmd-dev \
             libdeflate-dev libpugixml-dev python3 mono-mcs mono-runtime graphviz \
+            libcurl4-openssl-dev nginx openssl curl \
             python3-dev pybind11-dev python3-pybind11 python3-pytest python3-numpy
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)

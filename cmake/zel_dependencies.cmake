@@ -6,6 +6,8 @@ include_guard(GLOBAL)
 
 find_package(Boost 1.74 REQUIRED)
 find_package(ZLIB REQUIRED)
+# Packages on HTTP servers are read with range requests.
+find_package(CURL REQUIRED)
 # Large payloads are deflated on several threads.
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)

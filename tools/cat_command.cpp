@@ -4,18 +4,19 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "tools/remote_arguments.hpp"
+#include "zel/archive/open_archive.hpp"
 
 namespace vorn::zel_tool {
 
 namespace {
 
 int run_cat(const std::vector<std::string>& args) {
-    const arguments parsed(args, {"--raw"});
+    const arguments parsed(args, {"--raw"}, {cache_option, timeout_option, cacert_option});
     const auto& operands = parsed.operands(2, 2);
-    const zela::zel_archive_file_reader reader(operands[0]);
+    const auto reader = zela::open_archive_reader(operands[0], remote_options_of(parsed));
     const auto bytes =
-        parsed.has("--raw") ? reader.get_raw_entry(operands[1]) : reader.get_entry(operands[1]);
+        parsed.has("--raw") ? reader->get_raw_entry(operands[1]) : reader->get_entry(operands[1]);
     const auto size = static_cast<std::size_t>(bytes->size());
     // An empty payload may have no storage at all: no pointer to pass.
     if ((size != 0 && std::fwrite(bytes->data(), 1, size, stdout) != size) ||
@@ -28,10 +29,13 @@ int run_cat(const std::vector<std::string>& args) {
 }  // namespace
 
 const command cat_command = {
-    "cat", "[--raw] PACKAGE ENTRY", "write the payload of an entry to standard output",
+    "cat",
+    "[--raw] PACKAGE ENTRY",
+    "write the payload of an entry to standard output",
     "Writes the payload of the entry named ENTRY to standard output, inflated if\n"
     "the entry is deflated.\n\n"
     "  --raw   write the bytes as stored instead: a deflated entry as its zlib stream\n",
-    run_cat};
+    run_cat,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

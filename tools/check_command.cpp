@@ -12,8 +12,9 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/remote_arguments.hpp"
 #include "tools/report_output.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/writer/contents_file.hpp"
 #include "zel/writer/link_check.hpp"
@@ -26,10 +27,10 @@ const char* plural(std::uint64_t count, const char* one, const char* more) {
     return count == 1 ? one : more;
 }
 
-zel::link_checker checker_of(const arguments& parsed) {
+zel::link_checker checker_of(const arguments& parsed, const zela::remote_options& options) {
     zel::link_checker checker;
     for (const auto& [alias, file] : parsed.named_values("--library", "ALIAS=FILE.zelc")) {
-        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(file));
+        checker.add_library(alias, std::make_shared<zel::zel_contents_file>(file, options));
     }
     return checker;
 }
@@ -70,20 +71,25 @@ void print_text(const zela::package_report& report) {
 }
 
 int run_check(const std::vector<std::string>& args) {
-    const arguments parsed(args, {"--json"}, {"--library"});
+    const arguments parsed(args, {"--json"},
+                           {"--library", cache_option, timeout_option, cacert_option});
     const std::string package = parsed.operands(1, 1)[0];
-    const zel::link_checker checker = checker_of(parsed);
-    return run_report("check", package, parsed.has("--json"), print_text, [&] {
-        const zel::zel_file_index scene(std::make_shared<zela::zel_archive_file_reader>(package),
+    const std::string shown = shown_location(package);
+    const zela::remote_options options = remote_options_of(parsed);
+    const zel::link_checker checker = checker_of(parsed, options);
+    return run_report("check", shown, parsed.has("--json"), print_text, [&] {
+        const zel::zel_file_index scene(zela::open_archive_reader(package, options),
                                         "__zel_index__.xml");
-        return zel::package_report_of(checker.check(scene), package);
+        return zel::package_report_of(checker.check(scene), shown);
     });
 }
 
 }  // namespace
 
 const command check_command = {
-    "check", "PACKAGE [--library ALIAS=FILE.zelc]... [--json]", "prove every link of a package",
+    "check",
+    "PACKAGE [--library ALIAS=FILE.zelc]... [--json]",
+    "prove every link of a package",
     "Proves every link of the scene of PACKAGE: a local link must name a block of\n"
     "the package, a local binary link an entry of it, and a link into a library a\n"
     "block or binary of that library, whose contents file is given with --library\n"
@@ -92,6 +98,7 @@ const command check_command = {
     "with status 1 if any link is broken, or if links use an alias that the\n"
     "package's external_refs do not list. With --json, prints the report as one JSON\n"
     "object instead (doc/package_report.md).\n",
-    run_check};
+    run_check,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -28,6 +28,8 @@ struct command {
     const char* summary;      // one line for the tool's own help
     const char* description;  // the rest of the command's help
     int (*run)(const std::vector<std::string>& args);
+    // Help shared by several commands, printed after the description.
+    const char* shared_help = nullptr;
 };
 
 extern const command ls_command;

@@ -18,6 +18,7 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/remote_arguments.hpp"
 #include "zel/archive/reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/scene_graph.hpp"
@@ -221,23 +222,25 @@ class dot_graph {
 };
 
 int run_graph(const std::vector<std::string>& args) {
-    const arguments parsed(args, {}, {"--library"});
+    const arguments parsed(args, {}, {"--library", cache_option, timeout_option, cacert_option});
     const std::string package = parsed.operands(1, 1)[0];
     const auto libraries = parsed.named_values("--library", "ALIAS=LIBRARY.zel");
-    const auto resolver = std::make_shared<zel::zel_scene_resolver>(scene_budget, 0, 0);
+    const auto resolver =
+        std::make_shared<zel::zel_scene_resolver>(scene_budget, 0, 0, remote_options_of(parsed));
     dot_graph dot(zel::open_scene_graph(resolver, package));
     for (const auto& [alias, library] : libraries) {
         dot.add_library(alias, library);
     }
     dot.add_root_blocks();
-    dot.print(package);
+    dot.print(shown_location(package));
     return exit_success;
 }
 
 }  // namespace
 
 const command graph_command = {
-    "graph", "PACKAGE [--library ALIAS=LIBRARY.zel]...",
+    "graph",
+    "PACKAGE [--library ALIAS=LIBRARY.zel]...",
     "print the scene of a package as a Graphviz graph",
     "Prints the blocks and links of PACKAGE's scene in the DOT language, so that\n"
     "  zel graph scene.zel | dot -Tsvg > scene.svg\n"
@@ -250,6 +253,7 @@ const command graph_command = {
     "binary that its package lacks is drawn in red.\n\n"
     "  --library ALIAS=LIBRARY.zel   open the library package LIBRARY.zel for links\n"
     "                                into ALIAS; once for each library\n",
-    run_graph};
+    run_graph,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -5,17 +5,19 @@
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
 #include "tools/printable.hpp"
+#include "tools/remote_arguments.hpp"
 #include "zel/archive/file_order.hpp"
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 
 namespace vorn::zel_tool {
 
 namespace {
 
 int run_ls(const std::vector<std::string>& args) {
-    const std::string package = arguments(args, {}).operands(1, 1)[0];
-    const zela::zel_archive_file_reader reader(package);
-    const auto entries = zela::entries_in_file_order(reader);
+    const arguments parsed(args, {}, {cache_option, timeout_option, cacert_option});
+    const std::string package = parsed.operands(1, 1)[0];
+    const auto reader = zela::open_archive_reader(package, remote_options_of(parsed));
+    const auto entries = zela::entries_in_file_order(*reader);
 
     std::printf("%12s %12s %12s  %-16s  %-8s  %s\n", "offset", "stored", "payload", "hash", "kind",
                 "name");
@@ -30,7 +32,7 @@ int run_ls(const std::vector<std::string>& args) {
         stored += r.csize;
         payload += size;
     }
-    const package_id id = reader.get_package_id();
+    const package_id id = reader->get_package_id();
     std::printf("%zu entries, %" PRIu64 " bytes stored for %" PRIu64
                 " bytes of payload; package id %016" PRIx64 ":%" PRIu64 "\n",
                 entries.size(), stored, payload, id.toc_hash, id.toc_end);
@@ -40,11 +42,14 @@ int run_ls(const std::vector<std::string>& args) {
 }  // namespace
 
 const command ls_command = {
-    "ls", "PACKAGE", "list the entries of a package",
+    "ls",
+    "PACKAGE",
+    "list the entries of a package",
     "Lists every entry of PACKAGE in the order of its bytes in the file: the offset,\n"
     "the stored size, the payload size, the hash of the stored bytes, whether the\n"
     "entry is deflated or stored as given, and its name. A last line sums the sizes\n"
     "and gives the package id: the hash and the end of the table of contents.\n",
-    run_ls};
+    run_ls,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -40,7 +40,8 @@ void print_overview(std::FILE* out) {
 }
 
 void print_help(const command& c) {
-    std::printf("usage: zel %s %s\n\n%s", c.name, c.usage, c.description);
+    std::printf("usage: zel %s %s\n\n%s%s", c.name, c.usage, c.description,
+                c.shared_help != nullptr ? c.shared_help : "");
 }
 
 // A message on one line, and not too much of it: a parse error quotes the

@@ -8,6 +8,7 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/remote_arguments.hpp"
 #include "zel/archive/reader.hpp"
 #include "zel/scene/scene_graph.hpp"
 #include "zel/scene/scene_resolver.hpp"
@@ -28,7 +29,7 @@ void write_bytes(const read_buffer& bytes) {
 }
 
 int run_resolve(const std::vector<std::string>& args) {
-    const arguments parsed(args, {"--bytes"});
+    const arguments parsed(args, {"--bytes"}, {cache_option, timeout_option, cacert_option});
     const auto& operands = parsed.operands(2, 2);
     const std::string& package = operands[0];
     const std::string& link = operands[1];
@@ -38,14 +39,14 @@ int run_resolve(const std::vector<std::string>& args) {
         throw usage_error("link \"" + link + "\" has no \"#\": a link is FILE#NAME, as in \"#" +
                           link + "\" for a block or binary of PACKAGE itself");
     }
-    const auto resolver =
-        std::make_shared<zel::zel_scene_resolver>(scene_budget, byte_budget, byte_budget);
+    const auto resolver = std::make_shared<zel::zel_scene_resolver>(
+        scene_budget, byte_budget, byte_budget, remote_options_of(parsed));
     const auto graph = zel::open_scene_graph(resolver, package);
     std::string file;
     std::string target;
     graph->resolve_link(link, graph->root_index(), file, target);
     const auto scene = file.empty() ? graph->root_index() : graph->open_file_index(file);
-    const std::string& where = file.empty() ? package : file;
+    const std::string where = file.empty() ? shown_location(package) : file;
 
     if (scene->exists_block(target)) {
         if (parsed.has("--bytes")) {
@@ -75,13 +76,16 @@ int run_resolve(const std::vector<std::string>& args) {
 }  // namespace
 
 const command resolve_command = {
-    "resolve", "[--bytes] PACKAGE LINK", "tell where a link of a package's scene leads",
+    "resolve",
+    "[--bytes] PACKAGE LINK",
+    "tell where a link of a package's scene leads",
     "Follows LINK, a link value such as \"#lamp\" or \"library#wood\", from the scene of\n"
     "PACKAGE as a scene graph does, and prints the file it lands in and the block\n"
     "there with its type, or the binary with its sizes. An empty left part means\n"
     "PACKAGE itself; other packages are opened by the names that links give,\n"
     "from the working directory.\n\n"
     "  --bytes   for a binary link, write the binary's payload to standard output\n",
-    run_resolve};
+    run_resolve,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

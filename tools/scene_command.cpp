@@ -12,6 +12,8 @@
 
 #include "tools/arguments.hpp"
 #include "tools/command.hpp"
+#include "tools/remote_arguments.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/scene/file_index.hpp"
 
 namespace vorn::zel_tool {
@@ -21,11 +23,13 @@ namespace {
 constexpr const char* scene_entry = "__zel_index__.xml";
 
 int run_scene(const std::vector<std::string>& args) {
-    const arguments parsed(args, {"--atomized"});
+    const arguments parsed(args, {"--atomized"}, {cache_option, timeout_option, cacert_option});
     const auto& operands = parsed.operands(1, 1);
     std::string document;
     try {
-        zel::append_package_document(operands[0], document, parsed.has("--atomized"), scene_entry);
+        zel::zel_file_index index(zela::open_archive_reader(operands[0], remote_options_of(parsed)),
+                                  scene_entry);
+        index.write_document(document, parsed.has("--atomized"));
     } catch (const rapidxml::parse_error& e) {
         // rapidxml's message alone does not say what it was parsing.
         throw std::runtime_error(std::string(scene_entry) + " is not well-formed: " + e.what());
@@ -40,13 +44,16 @@ int run_scene(const std::vector<std::string>& args) {
 }  // namespace
 
 const command scene_command = {
-    "scene", "[--atomized] PACKAGE", "print the scene document of a package",
+    "scene",
+    "[--atomized] PACKAGE",
+    "print the scene document of a package",
     "Reads the scene of PACKAGE (its entry __zel_index__.xml) as every reader\n"
     "does and prints it to standard output as indented XML, with the words\n"
     "themselves in place of atom numbers. A package whose scene cannot be read\n"
     "gives one line on standard error and exit status 1.\n\n"
     "  --atomized   print the atomized form instead, as the writer stores it:\n"
     "               words as numbers into the atom table at the end, no layout\n",
-    run_scene};
+    run_scene,
+    remote_options_help};
 
 }  // namespace vorn::zel_tool

@@ -55,29 +55,81 @@ const zel_archive_reader::entry& zel_archive_reader::entry_named(const std::stri
 std::shared_ptr<const read_buffer> zel_archive_reader::get_raw_entry(
     const std::string& name) const {
     const entry& e = entry_named(name);
-    std::shared_ptr<void> holder;
-    const char* data = nullptr;
-    std::uint64_t size = 0;
-    get_entry_data(holder, data, size, e);
-    return read_buffer::make_view({e.hash, e.csize}, std::move(holder), data, size, e.dsize);
+    stored_data stored;
+    get_entry_data(stored.holder, stored.data, stored.size, e);
+    return raw_buffer(e, std::move(stored));
 }
 
 std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(const std::string& name) const {
     const entry& e = entry_named(name);
-    std::shared_ptr<void> holder;
-    const char* data = nullptr;
-    std::uint64_t size = 0;
-    get_entry_data(holder, data, size, e);
+    stored_data stored;
+    get_entry_data(stored.holder, stored.data, stored.size, e);
+    return payload_buffer(name, e, std::move(stored));
+}
+
+std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::get_raw_entries(
+    const std::vector<std::string>& names) const {
+    const std::vector<const entry*> entries = entries_named(names);
+    std::vector<stored_data> stored(entries.size());
+    get_entries_data(stored, entries);
+    std::vector<std::shared_ptr<const read_buffer>> buffers;
+    buffers.reserve(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        buffers.push_back(raw_buffer(*entries[i], std::move(stored[i])));
+    }
+    return buffers;
+}
+
+std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::get_entries(
+    const std::vector<std::string>& names) const {
+    const std::vector<const entry*> entries = entries_named(names);
+    std::vector<stored_data> stored(entries.size());
+    get_entries_data(stored, entries);
+    std::vector<std::shared_ptr<const read_buffer>> buffers;
+    buffers.reserve(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        buffers.push_back(payload_buffer(names[i], *entries[i], std::move(stored[i])));
+    }
+    return buffers;
+}
+
+void zel_archive_reader::get_entries_data(std::vector<stored_data>& stored,
+                                          const std::vector<const entry*>& entries) const {
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        get_entry_data(stored[i].holder, stored[i].data, stored[i].size, *entries[i]);
+    }
+}
+
+std::vector<const zel_archive_reader::entry*> zel_archive_reader::entries_named(
+    const std::vector<std::string>& names) const {
+    std::vector<const entry*> entries;
+    entries.reserve(names.size());
+    for (const std::string& name : names) {
+        entries.push_back(&entry_named(name));
+    }
+    return entries;
+}
+
+std::shared_ptr<const read_buffer> zel_archive_reader::raw_buffer(const entry& e,
+                                                                  stored_data stored) {
+    return read_buffer::make_view({e.hash, e.csize}, std::move(stored.holder), stored.data,
+                                  stored.size, e.dsize);
+}
+
+std::shared_ptr<const read_buffer> zel_archive_reader::payload_buffer(const std::string& name,
+                                                                      const entry& e,
+                                                                      stored_data stored) {
     if (e.dsize == 0) {
-        return read_buffer::make_view({e.hash, e.csize}, std::move(holder), data, size, 0);
+        return read_buffer::make_view({e.hash, e.csize}, std::move(stored.holder), stored.data,
+                                      stored.size, 0);
     }
     // One allocation of exactly dsize bytes, which the stream must fill to
     // the byte; a dsize that no stream of this size can reach is refused
     // before anything is allocated.
     const std::string subject = subject_of(name);
-    require_inflatable(subject, size, e.dsize);
+    require_inflatable(subject, stored.size, e.dsize);
     aligned_bytes payload(static_cast<std::size_t>(e.dsize));
-    inflate_record(subject, data, size, payload.data(), e.dsize);
+    inflate_record(subject, stored.data, stored.size, payload.data(), e.dsize);
     return read_buffer::make_decoded({e.hash, e.csize}, std::move(payload));
 }
 
@@ -103,14 +155,22 @@ void zel_archive_reader::require_header(std::uint64_t size) {
 
 void zel_archive_reader::load_image(const char* image, std::uint64_t size,
                                     const zel_archive_reader_limits& limits) {
+    load_header(image, size);
+    load_toc(image + header_.toc_offset, limits);
+}
+
+void zel_archive_reader::load_header(const char* bytes, std::uint64_t size) {
     require_header(size);
-    read_header(image);
+    read_header(bytes);
     // The test is made on differences so that no sum of hostile fields can
     // wrap around and pass.
     if (header_.toc_csize > size || header_.toc_offset > size - header_.toc_csize) {
         throw zel_archive_exception(std::string(texts::truncated_before_toc));
     }
-    read_toc(image + header_.toc_offset, limits);
+}
+
+void zel_archive_reader::load_toc(const char* stored, const zel_archive_reader_limits& limits) {
+    read_toc(stored, limits);
     find_misplaced_entries();
 }
 
@@ -168,13 +228,17 @@ void zel_archive_reader::find_misplaced_entries() {
 
 const char* zel_archive_reader::stored_bytes(const char* image, std::uint64_t size,
                                              const entry& e) {
+    require_within(size, e);
+    return image + e.off;
+}
+
+void zel_archive_reader::require_within(std::uint64_t size, const entry& e) {
     if (e.off > size || e.csize > size - e.off) {
         throw zel_archive_exception(
             std::string(texts::entry_outside_prefix) + std::to_string(e.off) +
             std::string(texts::entry_outside_size) + std::to_string(e.csize) +
             std::string(texts::entry_outside_archive) + std::to_string(size));
     }
-    return image + e.off;
 }
 
 }  // namespace vorn::zela

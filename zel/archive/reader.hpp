@@ -24,16 +24,19 @@
 // A stream that is damaged otherwise raises zlib_runtime_exception. Listing,
 // get_entry_key and get_entry_params still answer for such an entry.
 //
-// A reader is fully loaded when its constructor returns and never changes
-// after that. It takes no locks, and any number of threads may read entries
-// at once; each call makes its own buffer, so two threads fetching the same
-// compressed entry inflate it twice. Sharing is the business of caches above.
+// A reader's table is fully loaded when its constructor returns and never
+// changes after that. Any number of threads may read entries at once; the
+// file reader takes no locks, and each call makes its own buffer, so two
+// threads fetching the same compressed entry inflate it twice. Sharing is
+// the business of caches above. (The reader over HTTP, range_reader.hpp,
+// fetches stored bytes when they are asked for.)
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "zel/archive/entry_params.hpp"
 #include "zel/archive/mutex_traits.hpp"
@@ -59,6 +62,15 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     // as given (dsize 0), else the inflated stream in a buffer of its own. The
     // identity is that of the stored bytes in both cases.
     std::shared_ptr<const read_buffer> get_entry(const std::string& name) const;
+    // The same for many entries at once, in the order of names: a kind of
+    // storage that can fetch them together (over the network, one request
+    // for neighbouring entries and several requests in flight) does so.
+    // Every name is looked up before any byte is fetched, and the first
+    // unknown or misplaced one raises as get_entry would.
+    std::vector<std::shared_ptr<const read_buffer>> get_raw_entries(
+        const std::vector<std::string>& names) const;
+    std::vector<std::shared_ptr<const read_buffer>> get_entries(
+        const std::vector<std::string>& names) const;
     // The entry's parameters, owned by the reader; after loading from a table
     // of contents they hold at least "off", "csize", "dsize" and "hash".
     const entry_params* get_entry_params(const std::string& name) const;
@@ -80,11 +92,34 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     // The stored bytes of e in an image of size bytes; refuses bytes that do
     // not lie wholly within it, as a damaged table could place them anywhere.
     static const char* stored_bytes(const char* image, std::uint64_t size, const entry& e);
+    // The test of stored_bytes alone, for storage that holds no whole image.
+    static void require_within(std::uint64_t size, const entry& e);
+    // The two halves of load_image, for storage that fetches the header and
+    // the table of contents apart: the header, with the table's place tested
+    // against a file of size bytes; then the table's toc_csize stored bytes.
+    void load_header(const char* bytes, std::uint64_t size);
+    void load_toc(const char* stored, const zel_archive_reader_limits& limits);
+
+    // Where the stored bytes of one entry lie, as get_entry_data gives them.
+    struct stored_data {
+        std::shared_ptr<void> holder;
+        const char* data = nullptr;
+        std::uint64_t size = 0;
+    };
+    // get_entry_data for many entries, into stored (as many as entries); the
+    // default asks for one after the other.
+    virtual void get_entries_data(std::vector<stored_data>& stored,
+                                  const std::vector<const entry*>& entries) const;
 
   private:
     // The entry of that name, which is not misplaced; raises "Can't find
     // entry with name \"<name>\"" or the entry's misplacement.
     const entry& entry_named(const std::string& name) const;
+    std::vector<const entry*> entries_named(const std::vector<std::string>& names) const;
+    static std::shared_ptr<const read_buffer> raw_buffer(const entry& e, stored_data stored);
+    // Inflates a compressed entry, checked against its record.
+    static std::shared_ptr<const read_buffer> payload_buffer(const std::string& name,
+                                                             const entry& e, stored_data stored);
     // Records every entry that does not start at a multiple of 16 or whose
     // bytes overlap the header, the table of contents or another entry's.
     void find_misplaced_entries();

@@ -11,7 +11,9 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/host_test.hpp"
+#include "zel/testing/http_server_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
+#include "zel/testing/streams_test.hpp"
 
 namespace Tessaly::Corvane::DB::ZEL {
 namespace {
@@ -149,6 +151,33 @@ TEST_F(ZELFileTest, CreateLogsHowTheLibrariesLoaded) {
                   (std::vector<std::string>{"base=FerraneLibrary#walnut type:link",
                                             "shape=OblisLibrary#chair type:link"}));
     }
+}
+
+// Libraries whose contents files lie on a server are loaded from there.
+TEST_F(ZELFileTest, CreateLoadsTheLibrariesFromAContentUrl) {
+    const std::filesystem::path content = scratch_.path() / "content";
+    std::filesystem::create_directory(content);
+    vorn::testing::make_library(content / "library.zelc", "material", "oak", "oak.png");
+    vorn::testing::make_library(content / "oblis_library.zelc", "mesh", "chair", "chair.bin");
+    vorn::testing::http_test_server server;
+    for (const char* name : {"library.zelc", "oblis_library.zelc"}) {
+        server.put(std::string("/content/") + name, vorn::testing::read_file(content / name),
+                   "\"1\"");
+    }
+    const std::string url = server.url("/content");
+    const std::u16string location(url.begin(), url.end());
+    System::String message;
+    std::unique_ptr<ZELFile> file = ZELFile::Create(text_of(package()), location, message);
+    EXPECT_EQ(message, System::String(u"Loading oblis_library.zelc from : " + location + u"\n"));
+    ZELBlock chair = file->AddBlock(u"mesh", u"chair");
+    EXPECT_EQ(
+        host_failure_of([&] { chair.AddLink(u"base", u"walnut", u"FerraneLibrary"); }),
+        vorn::zel::zel_exception(
+            "contents for library name \"FerraneLibrary\" could not find a block named walnut")
+            .what());
+    EXPECT_EQ(host_failure_of([&] { chair.AddLink(u"base", u"oak", u"FerraneLibrary"); }),
+              "nothing thrown");
+    file->CloseFile();
 }
 
 TEST_F(ZELFileTest, BlockExistsAsksTheScene) {

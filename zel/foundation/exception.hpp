@@ -72,6 +72,15 @@ class zel_archive_exception : public vorn_exception {
     explicit zel_archive_exception(const std::string& message);
 };
 
+// Failures to fetch a package from a server, after its retries: a status
+// that refuses, a transfer that broke, an answer that does not check out, an
+// object that changed. Its own type, with the same words, so that a caller
+// that takes a missing entry as no answer still passes these on.
+class zel_remote_exception : public zel_archive_exception {
+  public:
+    using zel_archive_exception::zel_archive_exception;
+};
+
 }  // namespace zela
 
 namespace system::mmap {

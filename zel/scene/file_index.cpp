@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/document_reader.hpp"
@@ -297,8 +297,8 @@ package_id zel_file_index::get_package_id() const {
 }
 
 void append_package_document(const std::filesystem::path& path, std::string& out, bool atomize,
-                             const std::string& entry_name) {
-    zel_file_index index(std::make_shared<zela::zel_archive_file_reader>(path), entry_name);
+                             const std::string& entry_name, const zela::remote_options& remote) {
+    zel_file_index index(zela::open_archive_reader(path.string(), remote), entry_name);
     index.write_document(out, atomize);
 }
 

@@ -30,6 +30,7 @@
 #include "zel/archive/mutex_traits.hpp"
 #include "zel/archive/package_id.hpp"
 #include "zel/archive/reader.hpp"
+#include "zel/archive/remote_options.hpp"
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/scene/block.hpp"
@@ -149,8 +150,10 @@ class zel_file_index {
 
 // Opens the package at path and appends the scene document of its entry
 // entry_name to out, as a reader sees it: the plain form, or the atomized
-// one. For inspection; the errors of opening and reading pass.
+// one. For inspection; the errors of opening and reading pass. The path may
+// be an http:// or https:// URL, read with the remote options.
 void append_package_document(const std::filesystem::path& path, std::string& out, bool atomize,
-                             const std::string& entry_name = "__zel_index__.xml");
+                             const std::string& entry_name = "__zel_index__.xml",
+                             const zela::remote_options& remote = {});
 
 }  // namespace vorn::zel

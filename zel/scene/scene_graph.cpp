@@ -2,6 +2,7 @@
 
 #include <google/dense_hash_map>
 
+#include <map>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -79,11 +80,14 @@ struct zel_scene_graph::state {
                                                       const std::string& name, bool raw);
 };
 
-// Only a missing entry counts as no answer; other failures leave.
+// Only a missing entry counts as no answer; other failures leave, and so
+// does every failure to fetch from a server.
 std::shared_ptr<const read_buffer> zel_scene_graph::state::fetch(
     const std::shared_ptr<zel_file_index>& index, const std::string& name, bool raw) {
     try {
         return resolver->get_cached_binary(index, name, raw);
+    } catch (const zela::zel_remote_exception&) {
+        throw;
     } catch (const zela::zel_archive_exception&) {
         return nullptr;
     }
@@ -276,6 +280,65 @@ std::shared_ptr<const read_buffer> zel_scene_graph::get_binary(
         return read_buffer::make_external(std::move(bytes), size);
     }
     throw zel_exception(std::string(texts::failed_binary) + link);
+}
+
+std::vector<std::shared_ptr<const read_buffer>> zel_scene_graph::get_binaries(
+    const std::vector<std::string>& links, bool raw) {
+    // Links grouped by the package that answers them: the root for an empty
+    // left part, else the file after its redirect. Links without "#" take
+    // the road of get_binary alone.
+    std::map<std::string, std::vector<std::size_t>> by_file;
+    for (std::size_t i = 0; i < links.size(); ++i) {
+        const std::size_t p = links[i].find(texts::link_separator);
+        if (p == std::string::npos) {
+            continue;
+        }
+        std::string file = links[i].substr(0, p);
+        if (const std::string* target = find_in(state_->file_redirects, file)) {
+            file = *target;
+        }
+        by_file[file].push_back(i);
+    }
+    std::vector<std::shared_ptr<const read_buffer>> buffers(links.size());
+    for (const auto& [file, members] : by_file) {
+        std::shared_ptr<zel_file_index> index = state_->root_index;
+        try {
+            if (!file.empty()) {
+                index = state_->resolver->open_file_index(utf8_path(file));
+            }
+        } catch (const zel_exception&) {
+            continue;
+        }
+        if (!index || !index->archive_reader()) {
+            continue;
+        }
+        // The names the package holds are fetched together; any other, and
+        // any failure of the batch, is left to get_binary and its fallbacks.
+        std::vector<std::string> names;
+        std::vector<std::size_t> held;
+        for (const std::size_t i : members) {
+            std::string name(behind_separator(links[i]));
+            if (index->archive_reader()->get_entry_record(name) != nullptr) {
+                names.push_back(std::move(name));
+                held.push_back(i);
+            }
+        }
+        try {
+            auto fetched = state_->resolver->get_cached_binaries(index, names, raw);
+            for (std::size_t k = 0; k < held.size(); ++k) {
+                buffers[held[k]] = std::move(fetched[k]);
+            }
+        } catch (const zela::zel_remote_exception&) {
+            throw;
+        } catch (const zela::zel_archive_exception&) {
+        }
+    }
+    for (std::size_t i = 0; i < links.size(); ++i) {
+        if (!buffers[i]) {
+            buffers[i] = get_binary(links[i], raw);
+        }
+    }
+    return buffers;
 }
 
 std::shared_ptr<zel_file_index> zel_scene_graph::open_file_index(const std::string& path) {

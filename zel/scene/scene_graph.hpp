@@ -98,11 +98,18 @@ class zel_scene_graph {
     // scene_index, for an empty left part), the location the link mapper
     // gives, the binary provider. Missing files and entries on the first
     // road count as no answer; the last resort is zel_exception "Failed to
-    // get binary: <link>". A link without "#" is taken as both a file and
-    // an entry name.
+    // get binary: <link>". A failure to fetch from a server
+    // (zel_remote_exception) is no answer but passes. A link without "#" is
+    // taken as both a file and an entry name.
     std::shared_ptr<const read_buffer> get_binary(const std::string& link, bool raw);
     std::shared_ptr<const read_buffer> get_binary(
         const std::string& link, bool raw, const std::shared_ptr<zel_file_index>& scene_index);
+
+    // The binaries of many links, in their order, as get_binary gives each;
+    // the links into one package are fetched together, so a package on a
+    // server answers them in a few round trips instead of one each.
+    std::vector<std::shared_ptr<const read_buffer>> get_binaries(
+        const std::vector<std::string>& links, bool raw);
 
     // The scene of the package at path, a UTF-8 text, through the resolver.
     std::shared_ptr<zel_file_index> open_file_index(const std::string& path);

@@ -24,7 +24,9 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "zel/archive/remote_options.hpp"
 #include "zel/archive/system/read_buffer.hpp"
 #include "zel/scene/file_index.hpp"
 
@@ -44,14 +46,18 @@ class zel_scene_resolver {
     // keeps only what costs nothing.
     zel_scene_resolver(std::uint64_t block_budget, std::uint64_t decoded_budget,
                        std::uint64_t raw_budget);
+    // The same, with the settings for packages that are URLs.
+    zel_scene_resolver(std::uint64_t block_budget, std::uint64_t decoded_budget,
+                       std::uint64_t raw_budget, const zela::remote_options& remote);
     zel_scene_resolver(const zel_scene_resolver&) = delete;
     zel_scene_resolver& operator=(const zel_scene_resolver&) = delete;
     ~zel_scene_resolver();
 
-    // The scene of the package at path. Raises zel_exception "zel file <path>
-    // not found on local filesystem" for a path that does not exist, and the
-    // errors of the archive and of the scene document as they come; a failed
-    // open leaves the caches as they were.
+    // The scene of the package at path, or at an http:// or https:// URL
+    // (open_archive.hpp) given as the path's text. Raises zel_exception "zel
+    // file <path> not found on local filesystem" for a path that does not
+    // exist, and the errors of the archive and of the scene document as they
+    // come; a failed open leaves the caches as they were.
     std::shared_ptr<zel_file_index> open_file_index(const std::filesystem::path& path);
 
     // The binary called name in index's archive: the bytes as stored if raw,
@@ -63,11 +69,27 @@ class zel_scene_resolver {
     std::shared_ptr<const read_buffer> get_cached_binary(
         const std::shared_ptr<zel_file_index>& index, const std::string& name, bool raw);
 
+    // The binaries called names in index's archive, in their order, as
+    // get_cached_binary gives each: those the caches lack are fetched
+    // together (zel_archive_reader::get_entries), so a package on a server
+    // answers them in a few round trips. The first name that the archive
+    // does not hold raises before anything is fetched.
+    std::vector<std::shared_ptr<const read_buffer>> get_cached_binaries(
+        const std::shared_ptr<zel_file_index>& index, const std::vector<std::string>& names,
+        bool raw);
+
     cache_usage file_index_usage() const;
     cache_usage raw_binary_usage() const;
     cache_usage decoded_binary_usage() const;
 
   private:
+    static const zela::zel_archive_reader& reader_of(const std::shared_ptr<zel_file_index>& index);
+    // A cached buffer that answers for key, raw or decoded.
+    bool find_cached(const binary_identity& key, bool raw,
+                     std::shared_ptr<const read_buffer>& buffer);
+    void keep(const binary_identity& key, bool raw,
+              const std::shared_ptr<const read_buffer>& buffer);
+
     struct state;
     std::unique_ptr<state> state_;
 };

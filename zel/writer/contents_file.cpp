@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "zel/archive/file_reader.hpp"
+#include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/scene_texts.hpp"
 #include "zel/writer/internal/writer_texts.hpp"
@@ -54,8 +54,10 @@ std::string binary_block_message(const std::string& origin, intrusive_string nam
 
 }  // namespace
 
-zel_contents_file::zel_contents_file(const std::filesystem::path& path)
-    : zel_contents_file(std::make_shared<zela::zel_archive_file_reader>(path), path.string()) {}
+zel_contents_file::zel_contents_file(const std::filesystem::path& path,
+                                     const zela::remote_options& remote)
+    : zel_contents_file(zela::open_archive_reader(path.string(), remote),
+                        zela::shown_location(path.string())) {}
 
 zel_contents_file::zel_contents_file(std::shared_ptr<zela::zel_archive_reader> archive,
                                      const std::string& origin) {

@@ -57,6 +57,7 @@
 #include "zel/archive/binary_identity.hpp"
 #include "zel/archive/package_id.hpp"
 #include "zel/archive/reader.hpp"
+#include "zel/archive/remote_options.hpp"
 #include "zel/foundation/hash.hpp"
 #include "zel/foundation/intrusive_string.hpp"
 #include "zel/scene/block.hpp"
@@ -66,8 +67,11 @@ namespace vorn::zel {
 
 class zel_contents_file {
   public:
-    // Opens the contents file at path.
-    explicit zel_contents_file(const std::filesystem::path& path);
+    // Opens the contents file at path, or at an http:// or https:// URL given
+    // as the path's text (open_archive.hpp), read with the remote options.
+    // Messages show a URL without its query string.
+    explicit zel_contents_file(const std::filesystem::path& path,
+                               const zela::remote_options& remote = {});
     // Reads a contents file from an archive opened already; origin names it
     // in the messages where the path would stand.
     zel_contents_file(std::shared_ptr<zela::zel_archive_reader> archive, const std::string& origin);

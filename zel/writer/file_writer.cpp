@@ -154,6 +154,7 @@ class zel_file_writer_impl {
     google::dense_hash_map<std::string, std::shared_ptr<zel_contents_file>, hash<std::string>>
         library_contents;
     std::uint32_t validation_mode = 0;
+    zela::remote_options remote;
     bool allowDup;
     bool atomize;
 };
@@ -239,12 +240,16 @@ void zel_file_writer::add_referenced_library(const std::string& alias) {
     }
 }
 
+void zel_file_writer::set_remote_options(const zela::remote_options& remote) {
+    impl_->remote = remote;
+}
+
 void zel_file_writer::register_library_contents(const std::filesystem::path& path,
                                                 const std::string& alias) {
     if (alias.empty()) {
         throw zel_exception(std::string(texts::empty_alias));
     }
-    auto contents = std::make_shared<zel_contents_file>(path);
+    auto contents = std::make_shared<zel_contents_file>(path, impl_->remote);
     auto& table = impl_->library_contents;
     // Grown before the look-up, as an insertion would, so that the table's
     // order does not depend on whether the alias was there.

@@ -34,6 +34,7 @@
 #include <memory>
 #include <string>
 
+#include "zel/archive/remote_options.hpp"
 #include "zel/scene/block.hpp"
 #include "zel/scene/block_owner.hpp"
 #include "zel/scene/file_index.hpp"
@@ -98,7 +99,11 @@ class zel_file_writer final : public block_owner {
     // <alias> with different contents" otherwise. One file may be registered
     // under several aliases. An empty alias raises zel_exception "a library
     // alias must not be empty".
+    // The path may be an http:// or https:// URL, read with the remote
+    // options set last.
     void register_library_contents(const std::filesystem::path& path, const std::string& alias);
+    // How contents files that are URLs are read from now on.
+    void set_remote_options(const zela::remote_options& remote);
     // Proves that the library of that alias holds a binary of that name;
     // raises zel_validation_exception "contents for library name \"<alias>\"
     // was not found" or "... could not find a binary named <name>".
