@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/writer/binary_identity_of.hpp"
 #include "zel/writer/contents_file.hpp"
 #include "zel/writer/create_contents_file.hpp"
@@ -46,12 +47,9 @@ constexpr std::size_t check_rounds = 20;
 // Different bytes for every number, 64 to 127 of them.
 std::string binary_bytes(std::size_t number) {
     std::string bytes = "binary " + std::to_string(number) + ":";
-    std::uint64_t x = number * 0x9E3779B97F4A7C15 + 1;
+    auto random = vorn::testing::pseudo_random::numbered(number);
     while (bytes.size() < 64 + number % 64) {
-        x ^= x << 13;
-        x ^= x >> 7;
-        x ^= x << 17;
-        bytes.push_back(static_cast<char>('a' + (x >> 59)));
+        bytes.push_back(static_cast<char>('a' + (random.next() >> 59)));
     }
     return bytes;
 }

@@ -24,6 +24,7 @@
 
 #include "zel/archive/appender.hpp"
 #include "zel/archive/file_reader.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 
 namespace {
 
@@ -39,15 +40,8 @@ std::string read_input(const std::string& name) {
 }
 
 std::string noise(std::uint64_t seed) {
-    std::string bytes(entry_size, '\0');
-    std::uint64_t x = seed * 0x9E3779B97F4A7C15 + 1;
-    for (char& b : bytes) {
-        x ^= x << 13;
-        x ^= x >> 7;
-        x ^= x << 17;
-        b = static_cast<char>(x >> 56);
-    }
-    return bytes;
+    return vorn::testing::pseudo_random_bytes(entry_size,
+                                              vorn::testing::pseudo_random::numbered(seed));
 }
 
 class sample_package {

@@ -29,6 +29,7 @@
 
 #include "zel/foundation/generic_param.hpp"
 #include "zel/scene/scene_resolver.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/writer/file_writer.hpp"
 
 namespace {
@@ -43,13 +44,11 @@ constexpr std::size_t binary_size = 16 * 1024;
 
 std::string binary_bytes(int number) {
     std::string bytes(binary_size, '\0');
-    std::uint64_t x = static_cast<std::uint64_t>(number) * 0x9E3779B97F4A7C15 + 1;
+    auto random = vorn::testing::pseudo_random::numbered(static_cast<std::uint64_t>(number));
     static const char* const words[] = {"mesh ", "light ", "plate ", "wood ", "0.25 ", "1.0 "};
     std::size_t at = 0;
     while (at < bytes.size()) {
-        x ^= x << 13;
-        x ^= x >> 7;
-        x ^= x << 17;
+        const std::uint64_t x = random.next();
         if (number % 2 == 0) {
             bytes[at++] = static_cast<char>(x >> 56);
             continue;

@@ -25,7 +25,7 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/file_index.hpp"
 #include "zel/scene/internal/atomized_stream_reader.hpp"
-#include "zel/scene/internal/file_index_state.hpp"
+#include "zel/scene/internal/document_reader.hpp"
 
 namespace {
 

@@ -17,6 +17,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/archive/open_archive.hpp"
 #include "zel/archive/remote_options.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn::testing {

@@ -17,6 +17,7 @@
 #include "zel/archive/remote_options.hpp"
 #include "zel/testing/child_process_test.hpp"
 #include "zel/testing/nginx_server_test.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::testing {

@@ -13,6 +13,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 

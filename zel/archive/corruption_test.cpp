@@ -14,6 +14,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/archive/sealed_image_test.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::zela {

@@ -7,26 +7,28 @@
 // the items in list order.
 //
 // Adding costs constant time, whatever the names: the items are kept in the
-// order they came, linked in list order, and the last item of each name is
-// known. A short list finds it by looking back over the items; a long one,
-// which a hostile table of contents can make, keeps an index by name.
+// order they came, and name_runs keeps the list order over them. A short list
+// finds the last item of a name by a scan; a long one, which a hostile table
+// of contents can make, keeps an index by name.
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "zel/foundation/generic_param.hpp"
+#include "zel/foundation/name_runs.hpp"
 
 namespace vorn::zela {
 
 class entry_params {
+    // Up to 16 items, the last of a name is found by a scan. The index keys
+    // its own copies of the names, as the items move when nodes_ grows.
+    using order = name_runs<std::string, 16>;
+
   public:
     struct item {
         std::string name;
@@ -60,9 +62,9 @@ class entry_params {
 
       private:
         friend class entry_params;
-        const_iterator(const entry_params* owner, std::size_t at) : owner_(owner), at_(at) {}
+        const_iterator(const entry_params* owner, order::id at) : owner_(owner), at_(at) {}
         const entry_params* owner_ = nullptr;
-        std::size_t at_ = none;
+        order::id at_ = order::none;
     };
 
     entry_params();
@@ -77,43 +79,25 @@ class entry_params {
     // The items of that name, next to each other.
     std::pair<const_iterator, const_iterator> equal_range(std::string_view name) const;
 
-    const_iterator begin() const { return {this, head_}; }
-    const_iterator end() const { return {this, none}; }
+    const_iterator begin() const { return {this, order_.first()}; }
+    const_iterator end() const { return {this, order::none}; }
     std::size_t size() const { return nodes_.size(); }
     bool empty() const { return nodes_.empty(); }
     void swap(entry_params& other) noexcept;
 
   private:
-    static constexpr std::size_t none = ~std::size_t{0};
-    // Up to this many items, the last of a name is found by looking back.
-    static constexpr std::size_t unindexed_size = 16;
-
     struct node {
         item value;
-        std::size_t next;  // in list order; none at the end
+        order::id next;
+        order::id previous;
     };
-    // The first and the last item of one name, by position in nodes_.
-    struct run {
-        std::size_t first;
-        std::size_t last;
-    };
-    // Looks names up as views, without making a string of each.
-    struct name_hash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view name) const noexcept {
-            return std::hash<std::string_view>()(name);
-        }
-    };
-    using name_index = std::unordered_map<std::string, run, name_hash, std::equal_to<>>;
 
-    // The run of that name; first is none if there is no such item.
-    run run_of(std::string_view name) const;
-    void build_index();
+    auto named(std::string_view name) const noexcept {
+        return [this, name](order::id at) { return nodes_[at].value.name == name; };
+    }
 
-    std::vector<node> nodes_;  // in order of insertion
-    std::size_t head_ = none;
-    std::size_t tail_ = none;
-    std::unique_ptr<name_index> index_;  // only past unindexed_size items
+    std::vector<node> nodes_;  // in order of insertion; order_ links them
+    order order_;
 };
 
 }  // namespace vorn::zela

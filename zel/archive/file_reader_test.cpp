@@ -13,6 +13,7 @@
 #include "zel/archive/sealed_image_test.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 
@@ -287,6 +288,29 @@ TEST(FileReaderTest, EmptyReaderHasNoEntries) {
     EXPECT_EQ(reader.get_entry_key("a"), binary_identity{});
     EXPECT_EQ(what_of([&] { reader.get_entry("a"); }),
               archive_message("Can't find entry with name \"a\""));
+}
+
+TEST(FileReaderTest, DeepTableOfContentsIsRefusedBeforeItIsParsed) {
+    const testing::scratch_directory dir;
+    const auto repeated = [](const std::string& part, std::size_t count) {
+        std::string text;
+        for (std::size_t i = 0; i < count; ++i) {
+            text += part;
+        }
+        return text;
+    };
+    const std::string shallow =
+        "<zelindex>" + repeated("<a>", 63) + repeated("</a>", 63) + "</zelindex>";
+    const std::string deep = "<zelindex>" + repeated("<a>", 200000);
+    EXPECT_NO_THROW(zel_archive_file_reader(dir.write("shallow.zel", sealed_image("", shallow))));
+    try {
+        zel_archive_file_reader reader(dir.write("deep.zel", sealed_image("", deep)));
+        ADD_FAILURE() << "a deep table of contents was accepted";
+    } catch (const zel_archive_exception& e) {
+        EXPECT_EQ(e.message(),
+                  "zel_archive exception: table of contents nests elements deeper "
+                  "than 64 levels");
+    }
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "zel/archive/sealed_image_test.hpp"
 #include "zel/archive/zlib_stream.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/streams_test.hpp"
 
 namespace vorn::testing {
@@ -107,18 +108,6 @@ inline std::uint64_t place(std::string& body, std::string_view bytes) {
     const std::uint64_t off = zela::zel_archive_header::size + body.size();
     body += bytes;
     return off;
-}
-
-inline std::string pseudo_random_bytes(std::uint64_t size) {
-    std::string bytes(size, '\0');
-    std::uint64_t x = 0x9E3779B97F4A7C15;
-    for (char& b : bytes) {
-        x ^= x << 13;
-        x ^= x >> 7;
-        x ^= x << 17;
-        b = static_cast<char>(x >> 56);
-    }
-    return bytes;
 }
 
 namespace hostile_detail {

@@ -11,7 +11,8 @@
 
 namespace vorn::parallel {
 
-// The library's own locks; their definitions are internal.
+// The library's own locks: the spin locks in zel/foundation/spin_mutex.hpp,
+// the gate in archive/internal/gate_shared_mutex.hpp.
 class spin_mutex;
 class spin_shared_mutex;
 class gate_shared_mutex;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "zel/foundation/hash.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/streams_test.hpp"
 

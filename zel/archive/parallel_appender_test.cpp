@@ -13,7 +13,8 @@
 #include "zel/archive/appender.hpp"
 #include "zel/archive/archive_image_test.hpp"
 #include "zel/archive/internal/gate_shared_mutex.hpp"
-#include "zel/archive/internal/spin_mutex.hpp"
+#include "zel/foundation/spin_mutex.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::zela {

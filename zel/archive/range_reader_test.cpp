@@ -12,6 +12,7 @@
 #include "zel/archive/hostile_image_test.hpp"
 #include "zel/archive/internal/range_client.hpp"
 #include "zel/testing/http_server_test.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/streams_test.hpp"
 #include "zel/testing/thrown_test.hpp"

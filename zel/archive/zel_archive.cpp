@@ -10,9 +10,9 @@
 #include "zel/archive/internal/archive_tables.hpp"
 #include "zel/archive/internal/archive_texts.hpp"
 #include "zel/archive/internal/exact_inflate.hpp"
-#include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/value_parse.hpp"
+#include "zel/foundation/xml_shape.hpp"
 
 namespace vorn::zela {
 

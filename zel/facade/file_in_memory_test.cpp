@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace Tessaly::Corvane::DB::ZEL {

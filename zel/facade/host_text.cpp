@@ -6,6 +6,7 @@
 #include "zel/facade/host_exceptions.hpp"
 #include "zel/facade/internal/code_page.hpp"
 #include "zel/facade/internal/facade_texts.hpp"
+#include "zel/foundation/text_conversion.hpp"
 
 namespace Tessaly::Corvane::DB::ZEL {
 
@@ -31,15 +32,9 @@ std::wstring to_wide(const System::String& text) {
     const std::u16string_view units = text.view();
     std::wstring wide;
     wide.reserve(units.size());
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        const wchar_t unit = units[i];
-        if (unit >= 0xD800 && unit < 0xDC00 && i + 1 < units.size() && units[i + 1] >= 0xDC00 &&
-            units[i + 1] < 0xE000) {
-            wide.push_back(0x10000 + ((unit - 0xD800) << 10) + (units[i + 1] - 0xDC00));
-            ++i;
-        } else {
-            wide.push_back(unit);
-        }
+    // An unpaired surrogate stays as it is.
+    for (std::size_t i = 0; i < units.size();) {
+        wide.push_back(static_cast<wchar_t>(vorn::decode_utf16(units, i)));
     }
     return wide;
 }

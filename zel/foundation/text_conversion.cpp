@@ -1,8 +1,6 @@
 #include "zel/foundation/text_conversion.hpp"
 
-#include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 namespace vorn {
 
@@ -10,8 +8,6 @@ namespace {
 
 static_assert(sizeof(wchar_t) == 4, "wide text is taken to be UTF-32");
 
-constexpr char32_t replacement = 0xFFFD;
-constexpr std::string_view replacement_utf8 = "\xEF\xBF\xBD";
 constexpr std::string_view error_marker = "-> unicode_ERROR";
 constexpr std::wstring_view wide_error_marker = L"-> unicode_ERROR";
 
@@ -19,14 +15,12 @@ bool is_continuation(unsigned char byte) {
     return (byte & 0xC0) == 0x80;
 }
 
-// Decodes one sequence at text[i] and advances i past it. An invalid
-// sequence yields U+FFFD and is skipped as far as it was a valid prefix (at
-// least one byte), so the next sequence starts at the first byte that broke
-// it.
-char32_t decode_one(std::string_view text, std::size_t& i) {
-    const auto lead = static_cast<unsigned char>(text[i++]);
+}  // namespace
+
+utf8_sequence decode_utf8(std::string_view text, std::size_t at) noexcept {
+    const auto lead = static_cast<unsigned char>(text[at]);
     if (lead < 0x80) {
-        return lead;
+        return {lead, 1, true};
     }
     std::size_t length;
     char32_t code;
@@ -48,26 +42,34 @@ char32_t decode_one(std::string_view text, std::size_t& i) {
         low = lead == 0xF0 ? 0x90 : 0x80;
         high = lead == 0xF4 ? 0x8F : 0xBF;
     } else {
-        return replacement;
+        return {replacement_character, 1, false};
     }
     for (std::size_t k = 1; k < length; ++k) {
-        if (i == text.size()) {
-            return replacement;
+        if (at + k == text.size()) {
+            return {replacement_character, k, false};
         }
-        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto byte = static_cast<unsigned char>(text[at + k]);
         if (k == 1 ? (byte < low || byte > high) : !is_continuation(byte)) {
-            return replacement;
+            return {replacement_character, k, false};
         }
         code = (code << 6) | (byte & 0x3F);
-        ++i;
     }
-    return code;
+    return {code, length, true};
 }
 
-void encode_one(char32_t code, std::string& out) {
-    if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-        out.append(replacement_utf8);
-    } else if (code < 0x80) {
+bool is_valid_utf8(std::string_view text) noexcept {
+    for (std::size_t i = 0; i < text.size();) {
+        const utf8_sequence sequence = decode_utf8(text, i);
+        if (!sequence.valid) {
+            return false;
+        }
+        i += sequence.length;
+    }
+    return true;
+}
+
+void append_utf8(std::string& out, char32_t code) {
+    if (code < 0x80) {
         out.push_back(static_cast<char>(code));
     } else if (code < 0x800) {
         out.push_back(static_cast<char>(0xC0 | (code >> 6)));
@@ -84,16 +86,33 @@ void encode_one(char32_t code, std::string& out) {
     }
 }
 
-}  // namespace
+char32_t decode_utf16(std::u16string_view text, std::size_t& at) noexcept {
+    const char32_t unit = text[at++];
+    if (unit >= 0xD800 && unit < 0xDC00 && at < text.size() && text[at] >= 0xDC00 &&
+        text[at] < 0xE000) {
+        return 0x10000 + ((unit - 0xD800) << 10) + (text[at++] - 0xDC00);
+    }
+    return unit;
+}
+
+void append_utf16(std::u16string& out, char32_t code) {
+    if (code >= 0x10000) {
+        out.push_back(static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10)));
+        out.push_back(static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF)));
+    } else {
+        out.push_back(static_cast<char16_t>(code));
+    }
+}
 
 std::wstring to_wide(const std::string& utf8) {
     std::wstring wide;
     wide.reserve(utf8.size());
     bool replaced = false;
     for (std::size_t i = 0; i < utf8.size();) {
-        const char32_t code = decode_one(utf8, i);
-        replaced |= code == replacement;
-        wide.push_back(static_cast<wchar_t>(code));
+        const utf8_sequence sequence = decode_utf8(utf8, i);
+        replaced |= sequence.code == replacement_character;
+        wide.push_back(static_cast<wchar_t>(sequence.code));
+        i += sequence.length;
     }
     if (wide.empty() || replaced) {
         wide.append(wide_error_marker);
@@ -105,7 +124,12 @@ std::string to_utf8(const std::wstring& wide) {
     std::string utf8;
     utf8.reserve(wide.size());
     for (const wchar_t unit : wide) {
-        encode_one(static_cast<char32_t>(unit), utf8);
+        const auto code = static_cast<char32_t>(unit);
+        if (is_unencodable(code)) {
+            utf8.append(replacement_utf8);
+        } else {
+            append_utf8(utf8, code);
+        }
     }
     if (utf8.empty() || utf8.find(replacement_utf8) != std::string::npos) {
         utf8.append(error_marker);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace vorn {
 namespace {
@@ -50,6 +52,51 @@ TEST(TextConversionTest, UnencodableWideCharactersAreReplacedAndMarked) {
     EXPECT_EQ(to_utf8(std::wstring{static_cast<wchar_t>(0x110000)}),
               "\xEF\xBF\xBD-> unicode_ERROR");
     EXPECT_EQ(to_utf8(L"\xFFFD"), "\xEF\xBF\xBD-> unicode_ERROR");
+}
+
+// The names, the host's texts and the code pages each answer bad input in
+// their own way from what one decoded sequence says: whether it is valid,
+// and how many bytes still began a valid one.
+TEST(TextConversionTest, OneSequenceTellsItsValidityAndLength) {
+    const struct {
+        std::string text;
+        char32_t code;
+        std::size_t length;
+        bool valid;
+    } rows[] = {
+        {"a", U'a', 1, true},
+        {"\xC3\xA9z", 0xE9, 2, true},
+        {"\xF0\x9F\x98\x80", 0x1F600, 4, true},
+        {"\xF4\x8F\xBF\xBF", 0x10FFFF, 4, true},
+        {"\x80", replacement_character, 1, false},
+        {"\xC0\xAF", replacement_character, 1, false},
+        {"\xE0\x9F\x80", replacement_character, 1, false},
+        {"\xED\xA0\x80", replacement_character, 1, false},
+        {"\xF4\x90\x80\x80", replacement_character, 1, false},
+        {"\xE2\x82z", replacement_character, 2, false},
+        {"\xF0\x9F\x98", replacement_character, 3, false},
+    };
+    for (const auto& row : rows) {
+        const utf8_sequence sequence = decode_utf8(row.text, 0);
+        EXPECT_EQ(sequence.code, row.code) << row.text;
+        EXPECT_EQ(sequence.length, row.length) << row.text;
+        EXPECT_EQ(sequence.valid, row.valid) << row.text;
+        EXPECT_EQ(is_valid_utf8(row.text), row.valid) << row.text;
+    }
+}
+
+TEST(TextConversionTest, SurrogatePairsJoinAndLoneSurrogatesStay) {
+    const std::u16string units = {u'a', 0xD83D, 0xDE00, 0xDC00, 0xD800, u'b', 0xD800};
+    std::vector<char32_t> codes;
+    for (std::size_t i = 0; i < units.size();) {
+        codes.push_back(decode_utf16(units, i));
+    }
+    EXPECT_EQ(codes, (std::vector<char32_t>{U'a', 0x1F600, 0xDC00, 0xD800, U'b', 0xD800}));
+    std::u16string again;
+    for (const char32_t code : {U'a', char32_t{0x1F600}, char32_t{0xFFFD}}) {
+        append_utf16(again, code);
+    }
+    EXPECT_EQ(again, (std::u16string{u'a', 0xD83D, 0xDE00, 0xFFFD}));
 }
 
 }  // namespace

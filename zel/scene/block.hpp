@@ -50,10 +50,10 @@
 #include "zel/foundation/generic_param.hpp"
 #include "zel/foundation/intrusive_generic_param.hpp"
 #include "zel/foundation/intrusive_string.hpp"
+#include "zel/foundation/name_runs.hpp"
+#include "zel/scene/block_owner.hpp"
 
 namespace vorn::zel {
-
-class zel_file_writer;
 
 class zel_block {
     struct node;
@@ -122,8 +122,8 @@ class zel_block {
         parameter_iterator end() const { return last; }
     };
 
-    // A block of the given type, interned into atoms, with no parameters. Its
-    // writer is null and its validation flags are zero: an in-memory block.
+    // A block of the given type, interned into atoms, with no parameters. It
+    // has no owner and its validation flags are zero: an in-memory block.
     // Its parameters live in memory, by default the heap; a memory resource
     // must outlive the block.
     zel_block(intrusive_string type, atom_table& atoms,
@@ -132,7 +132,8 @@ class zel_block {
     // table, the handles are copied as they are; with another, each handle
     // becomes the atom of the same number in target (the text is not looked
     // at), and a number that target does not hold becomes the unset handle.
-    // The writer and the validation flags are copied as they stand.
+    // The link to the owner and the validation flags are copied as they
+    // stand: the copy reaches the owner while the owner lives.
     zel_block(const zel_block& source, atom_table& target,
               std::pmr::memory_resource* memory = std::pmr::new_delete_resource());
     zel_block(const zel_block&) = delete;
@@ -143,18 +144,18 @@ class zel_block {
     // std::invalid_argument for a bad name (check_xml_name).
     void add_parameter(const std::string& name, const generic_param& value);
     // Adds the parameter of type "link" with the value library + "#" + block.
-    // With a writer and a library, records the library with the writer and,
-    // if bit 0 of the validation flags is set, has the writer check the
+    // With an owner and a library, records the library with the owner and,
+    // if bit 0 of the validation flags is set, has the owner check the
     // block in that library; a failed check raises after the parameter and
     // the record were made, and both stay.
     void add_link(const std::string& name, const std::string& block, const std::string& library);
     // The same with the type "binary", for a binary stored already.
     void add_binary_link(const std::string& name, const std::string& binary,
                          const std::string& library);
-    // Stores the file at path through the writer, under entry_name or, if that
+    // Stores the file at path through the owner, under entry_name or, if that
     // is empty, under binary_entry_name(path), and links to the entry that
-    // holds the bytes: "#" + the name the writer returned. A block without a
-    // writer raises zel_exception before any other check.
+    // holds the bytes: "#" + the name the owner returned. A block without an
+    // owner raises zel_exception before any other check.
     void add_binary_link_with_data(const std::string& name, const std::filesystem::path& path,
                                    const std::string& entry_name);
     // The same for size bytes at data, under entry_name_hint as it is.
@@ -171,7 +172,7 @@ class zel_block {
     intrusive_string type() const noexcept { return type_; }
     const std::vector<attribute>& extra_attributes() const noexcept { return attributes_; }
     parameter_range parameters() const noexcept;
-    std::size_t parameter_count() const noexcept { return live_; }
+    std::size_t parameter_count() const noexcept { return order_.live(); }
     // Asks the processor for the first parameters ahead of their use, for a
     // walk over many blocks in an order that memory does not follow.
     void prefetch_parameters() const noexcept { __builtin_prefetch(nodes_.data()); }
@@ -183,8 +184,21 @@ class zel_block {
     // position stay. The handles must be atoms of atoms() or unset.
     void set_parameter(parameter_id id, intrusive_string value, intrusive_string type);
 
+    // The writer that made the block, or null: for a block that was read or
+    // made by an index alone, and once that writer is gone.
+    block_owner* owner_writer() const noexcept { return owner_.lock().get(); }
+    std::uint32_t validation_flags() const noexcept { return validation_flags_; }
+
+    atom_table& atoms() const noexcept { return *atoms_; }
+
+  private:
+    // Readers and indices build blocks through block_access, with none of the
+    // checks that the calls above make; an owner adopts blocks.
+    friend class block_access;
+    friend class block_owner;
+
     // Adds a parameter whose handles are atoms of atoms() or unset, behind
-    // the last one of its name, without any check. For readers and copies.
+    // the last one of its name, without any check.
     void insert_parameter(intrusive_string name, const intrusive_generic_param& value);
     // The same by atom numbers, each below atoms().size() or no_atom, and
     // none the number of an empty atom.
@@ -196,65 +210,49 @@ class zel_block {
     // Appends an attribute pair of atoms, without any check.
     void append_extra_attribute(intrusive_string name, intrusive_string value);
 
-    zel_file_writer* owner_writer() const noexcept { return writer_; }
-    std::uint32_t validation_flags() const noexcept { return validation_flags_; }
-    // Set by the writer that creates the block, right after creating it.
-    void set_owner(zel_file_writer* writer, std::uint32_t validation_flags) noexcept {
-        writer_ = writer;
-        validation_flags_ = validation_flags;
-    }
-
-    atom_table& atoms() const noexcept { return *atoms_; }
-    // Points the block at another table that holds the same atoms at the same
-    // addresses, as when an index takes over another's tables.
-    void rebind_atoms(atom_table& atoms) noexcept { atoms_ = &atoms; }
-
-  private:
-    // The previous of a node whose parameter was taken out; its id stays
-    // unused.
-    static constexpr parameter_id removed = 0xFFFFFFFE;
+    // The order of the parameters: runs are found by a scan up to 32
+    // parameters, and a larger block indexes them by the text of the name
+    // atoms, which stays where it is for the life of the table. Most blocks
+    // are smaller and never pay for the index.
+    using parameter_order = name_runs<std::string_view, 32>;
 
     struct node {
         parameter_atoms atoms;
         parameter_id next;
         parameter_id previous;
     };
-    // The live parameters of one name: a run from head to tail, both
-    // no_parameter while the run is empty.
-    struct name_run {
-        parameter_id head;
-        parameter_id tail;
-    };
-    class run_index;
 
     void add_reference(const std::string& name, std::string_view type_word,
                        const std::string& target, const std::string& library);
     void add_stored_binary(const std::string& name, const std::string& stored_name);
-    // The run of that name, found by a scan of the nodes while the block is
-    // small, and by the index once it is not; number, the name's atom, may be
-    // no_atom for a lookup by text alone.
-    name_run find_run(std::uint32_t number, std::string_view name) const;
+    // Whether parameter at bears the name: the same atom number is the same
+    // name; other numbers are compared by text, as a table read from a file
+    // may hold a text twice. number may be no_atom for a lookup by text alone.
+    auto named(std::uint32_t number, std::string_view name) const noexcept {
+        return [this, number, name](parameter_id at) {
+            const std::uint32_t n = nodes_[at].atoms.name;
+            return (number != no_atom && n == number) || text_of(n) == name;
+        };
+    }
+    auto name_of() const noexcept {
+        return [this](parameter_id at) { return text_of(nodes_[at].atoms.name); };
+    }
     intrusive_string handle(std::uint32_t number) const noexcept {
         return number == no_atom ? intrusive_string() : atoms_->at(number);
     }
     std::string_view text_of(std::uint32_t number) const noexcept {
         return number == no_atom ? std::string_view() : atoms_->at(number).view();
     }
-    void index_runs();
-    void link_after(parameter_id at, parameter_id after);
-    void unlink(parameter_id at);
 
     intrusive_string type_;
     std::vector<attribute> attributes_;
+    // By parameter id; order_ links them in list order.
     std::pmr::vector<node> nodes_;
-    // Built once a block has many parameters, so that finding a run stays
-    // cheap; a small block scans its nodes and keeps nothing per name.
-    std::unique_ptr<run_index> run_index_;
-    parameter_id first_ = no_parameter;
-    parameter_id last_ = no_parameter;
-    std::uint32_t live_ = 0;
+    // The flags fill the room that the order leaves at its end, which keeps
+    // a block as small as it was before the order was a class of its own.
+    [[no_unique_address]] parameter_order order_;
     std::uint32_t validation_flags_ = 0;
-    zel_file_writer* writer_ = nullptr;
+    std::weak_ptr<block_owner> owner_;
     atom_table* atoms_;
 };
 

@@ -8,6 +8,7 @@
 
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/file_index.hpp"
+#include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
 #include "zel/testing/atom_texts_test.hpp"
 #include "zel/testing/thrown_test.hpp"
@@ -101,15 +102,15 @@ TEST(BlockTest, ListOfParametersFallsIntoTheRunsOfOneByOne) {
         }
         zel_block& at_once = *index.add_block("t", "once" + std::to_string(l));
         zel_block& one_by_one = *index.add_block("t", "each" + std::to_string(l));
-        at_once.insert_parameters(list);
+        block_access::insert_parameters(at_once, list);
         for (const zel_block::parameter_atoms& p : list) {
-            one_by_one.insert_parameter(p);
+            block_access::insert_parameter(one_by_one, p);
         }
         EXPECT_EQ(walk(at_once), walk(one_by_one)) << l;
         // Both go on alike, past the size at which a block indexes its names.
         for (zel_block* block : {&at_once, &one_by_one}) {
             for (int i = 0; i < 40; ++i) {
-                block->insert_parameter({i % 2 == 0 ? a : b, a, none, none, none});
+                block_access::insert_parameter(*block, {i % 2 == 0 ? a : b, a, none, none, none});
             }
         }
         EXPECT_EQ(walk(at_once), walk(one_by_one)) << l;

@@ -7,8 +7,11 @@
 
 #include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/scene/internal/block_access.hpp"
+#include "zel/scene/internal/document_reader.hpp"
+#include "zel/scene/internal/document_writer.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
@@ -37,14 +40,16 @@ template <class Pool>
 zel_block* copy_by_text(Pool& pool, const zel_block& source, atom_table& target) {
     zel_block* copy = pool.make(source.type(), target);
     for (const zel_block::attribute& a : source.extra_attributes()) {
-        copy->append_extra_attribute(target.intern(a.first), target.intern(a.second));
+        block_access::append_extra_attribute(*copy, target.intern(a.first),
+                                             target.intern(a.second));
     }
-    copy->reserve_parameters(source.parameter_count());
+    block_access::reserve_parameters(*copy, source.parameter_count());
     for (const zel_block::parameter& p : source.parameters()) {
         const intrusive_string name = target.intern(p.name);
-        copy->insert_parameter(name, intrusive_generic_param(p.value, target, false));
+        block_access::insert_parameter(*copy, name,
+                                       intrusive_generic_param(p.value, target, false));
     }
-    copy->set_owner(source.owner_writer(), source.validation_flags());
+    block_access::copy_owner(source, *copy);
     return copy;
 }
 
@@ -277,6 +282,10 @@ const std::shared_ptr<zela::zel_archive_reader>& zel_file_index::archive_reader(
 
 const std::shared_ptr<zel_file_index::appender_type>& zel_file_index::appender() const noexcept {
     return state_->appender;
+}
+
+void zel_file_index::write_document(std::string& out, bool atomize) {
+    vorn::zel::write_document(*this, out, atomize);
 }
 
 bool zel_file_index::read_atomized() const noexcept {

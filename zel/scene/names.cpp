@@ -9,59 +9,12 @@
 #include <string>
 #include <system_error>
 
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/foundation/text_conversion.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
 namespace {
-
-constexpr std::string_view replacement_utf8 = "\xEF\xBF\xBD";
-
-// Length of the well-formed UTF-8 sequence at text[i], or 0 if there is none:
-// no overlong forms, no surrogates, nothing beyond U+10FFFF.
-std::size_t sequence_length(std::string_view text, std::size_t i) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    if (lead < 0x80) {
-        return 1;
-    }
-    std::size_t length = 0;
-    unsigned char low = 0x80;
-    unsigned char high = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 2;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 3;
-        low = lead == 0xE0 ? 0xA0 : 0x80;
-        high = lead == 0xED ? 0x9F : 0xBF;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 4;
-        low = lead == 0xF0 ? 0x90 : 0x80;
-        high = lead == 0xF4 ? 0x8F : 0xBF;
-    } else {
-        return 0;
-    }
-    if (text.size() - i < length) {
-        return 0;
-    }
-    for (std::size_t k = 1; k < length; ++k) {
-        const auto byte = static_cast<unsigned char>(text[i + k]);
-        if (k == 1 ? (byte < low || byte > high) : (byte & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    return length;
-}
-
-bool is_valid_utf8(std::string_view text) {
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t length = sequence_length(text, i);
-        if (length == 0) {
-            return false;
-        }
-        i += length;
-    }
-    return true;
-}
 
 // The absolute, lexically normal form of an existing path.
 std::filesystem::path canonical_form(const std::filesystem::path& path) {

@@ -10,9 +10,8 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
 #include "zel/foundation/text_conversion.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/names.hpp"
-#include "zel/writer/internal/writer_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 

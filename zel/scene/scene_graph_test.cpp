@@ -13,6 +13,7 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/generic_param.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/thrown_test.hpp"
 #include "zel/writer/file_writer.hpp"

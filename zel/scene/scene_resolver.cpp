@@ -7,10 +7,10 @@
 #include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/hash.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/lru_cache.hpp"
 #include "zel/scene/names.hpp"
 #include "zel/scene/scene_graph.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 

@@ -6,6 +6,7 @@
 
 #include "zel/archive/appender.hpp"
 #include "zel/scene/block.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/writer/create_contents_file.hpp"
 #include "zel/writer/file_writer.hpp"

@@ -43,14 +43,4 @@ class scratch_directory {
     std::filesystem::path path_;
 };
 
-// Bytes that look random and depend on their offset, so that a view which
-// starts at the wrong offset does not compare equal to the right bytes.
-inline std::string numbered_bytes(std::size_t size) {
-    std::string bytes(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) {
-        bytes[i] = static_cast<char>(((i + 1) * std::uint64_t{0x9E3779B97F4A7C15}) >> 56);
-    }
-    return bytes;
-}
-
 }  // namespace vorn::testing

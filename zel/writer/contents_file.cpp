@@ -8,7 +8,7 @@
 
 #include "zel/archive/open_archive.hpp"
 #include "zel/foundation/exception.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 #include "zel/writer/internal/writer_texts.hpp"
 
 namespace vorn::zel {

@@ -12,6 +12,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/testing/library_test.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/streams_test.hpp"
 #include "zel/testing/thrown_test.hpp"

@@ -5,7 +5,7 @@
 
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/generic_param.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 #include "zel/writer/file_writer.hpp"
 #include "zel/writer/internal/writer_texts.hpp"
 

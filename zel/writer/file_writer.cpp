@@ -12,8 +12,8 @@
 #include "zel/foundation/exception.hpp"
 #include "zel/foundation/generic_param.hpp"
 #include "zel/foundation/hash.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/scene/scene_texts.hpp"
 #include "zel/writer/binary_identity_of.hpp"
 #include "zel/writer/contents_file.hpp"
 #include "zel/writer/internal/local_file_view.hpp"
@@ -98,8 +98,7 @@ class zel_file_writer_impl {
         return dot != std::string::npos && uncompressed_extensions.contains(name.substr(dot));
     }
 
-    zel_block& add(zel_file_writer& writer, const std::string& type, const std::string& name,
-                   bool metadata) {
+    zel_block& add(const std::string& type, const std::string& name, bool metadata) {
         if (name.empty()) {
             throw std::invalid_argument(std::string(texts::empty_block_name));
         }
@@ -109,7 +108,6 @@ class zel_file_writer_impl {
         check_xml_name(type);
         zel_block* block = metadata ? file_index->add_metadata_block(type, name)
                                     : file_index->add_block(type, name);
-        block->set_owner(&writer, validation_mode);
         return *block;
     }
 
@@ -193,11 +191,15 @@ void zel_file_writer::close() {
 }
 
 zel_block& zel_file_writer::add_block(const std::string& type, const std::string& name) {
-    return impl_->add(*this, type, name, false);
+    zel_block& block = impl_->add(type, name, false);
+    adopt(block, impl_->validation_mode);
+    return block;
 }
 
 zel_block& zel_file_writer::add_metadata_block(const std::string& type, const std::string& name) {
-    return impl_->add(*this, type, name, true);
+    zel_block& block = impl_->add(type, name, true);
+    adopt(block, impl_->validation_mode);
+    return block;
 }
 
 bool zel_file_writer::exists_block(const std::string& name) const {

@@ -36,19 +36,17 @@
 
 #include "zel/archive/remote_options.hpp"
 #include "zel/scene/block.hpp"
+#include "zel/scene/block_owner.hpp"
 #include "zel/scene/file_index.hpp"
 
 namespace vorn::zel {
 
-// Validation bits of set_validation_mode: bit 0 has blocks made from now on
-// check their links into libraries as they are added, bit 1 has
-// add_binary_data refuse bytes that a registered library holds.
-inline constexpr std::uint32_t validate_library_links = 1;
-inline constexpr std::uint32_t validate_library_binaries = 2;
-
 class zel_file_writer_impl;
 
-class zel_file_writer {
+// The owner of the blocks it makes (block_owner.hpp): they store binaries and
+// prove links through it. The validation bits of set_validation_mode,
+// validate_library_links and validate_library_binaries, are defined there.
+class zel_file_writer final : public block_owner {
   public:
     // Creates the package at locationToWrite, replacing any file there.
     // allowDup keeps a second copy of bytes the package already holds;
@@ -76,8 +74,10 @@ class zel_file_writer {
     // 1 of the validation mode set, stored bytes that a registered library
     // holds raise zel_validation_exception "added binary data available in
     // alias <alias> as <name>"; the entry stays stored all the same.
-    std::string add_binary_data(const std::string& name_hint, const std::filesystem::path& path);
-    std::string add_binary_data(const std::string& name_hint, const char* data, std::uint64_t size);
+    std::string add_binary_data(const std::string& name_hint,
+                                const std::filesystem::path& path) override;
+    std::string add_binary_data(const std::string& name_hint, const char* data,
+                                std::uint64_t size) override;
     // An extension with its leading dot, compared case-sensitively with the
     // text from the last dot of a hint.
     void add_uncompressed_extension(const std::string& extension);
@@ -87,7 +87,7 @@ class zel_file_writer {
 
     // Records a library alias that a link named; each becomes one "ref" of
     // the metadata block "external_refs" at the close. Called by blocks.
-    void add_referenced_library(const std::string& alias);
+    void add_referenced_library(const std::string& alias) override;
 
     // Registers the library whose contents file lies at path under alias,
     // the text before the "#" of links into it. The contents file is read
@@ -107,12 +107,12 @@ class zel_file_writer {
     // Proves that the library of that alias holds a binary of that name;
     // raises zel_validation_exception "contents for library name \"<alias>\"
     // was not found" or "... could not find a binary named <name>".
-    void check_library_binary(const std::string& alias, const std::string& name);
+    void check_library_binary(const std::string& alias, const std::string& name) override;
     // Proves that the library's scene holds a block of that name and returns
     // it; raises plain zel_exception with the same words, "... was not
     // found" or "... could not find a block named <name>": the two checks
     // are told apart by type.
-    zel_block& check_library_block(const std::string& alias, const std::string& name);
+    zel_block& check_library_block(const std::string& alias, const std::string& name) override;
     // Whether a registered library holds the bytes as this writer would store
     // them under name (compressed unless name ends in an uncompressed
     // extension). On a hit, alias and binary_name receive the first library

@@ -15,6 +15,7 @@
 #include "zel/archive/file_reader.hpp"
 #include "zel/foundation/exception.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scene_example_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 #include "zel/testing/thrown_test.hpp"
@@ -92,6 +93,33 @@ TEST_F(FileWriterTest, BlockArgumentsAreCheckedInOrder) {
     EXPECT_FALSE(writer.exists_metadata_block("a"));
     EXPECT_TRUE(writer.exists_metadata_block("a b"));
     EXPECT_FALSE(writer.exists_block("a b"));
+}
+
+// A copy in another index reaches the writer while it lives: it stores
+// binaries in the writer's package and records the libraries it links to.
+// Once the writer is gone, the copy is an in-memory block.
+TEST_F(FileWriterTest, CopiedBlockReachesItsWriterOnlyWhileTheWriterLives) {
+    zel_file_index other;
+    zel_block* copy = nullptr;
+    {
+        zel_file_writer writer(package(), false, true);
+        writer.set_validation_mode(validate_library_links);
+        zel_block& plate = writer.add_block("material", "plate");
+        std::string name = "plate";
+        copy = other.add_block_copy(name, plate);
+        EXPECT_EQ(copy->owner_writer(), &writer);
+        EXPECT_EQ(copy->validation_flags(), validate_library_links);
+        copy->add_binary_link_with_data("texture", "wood.bin", "grain", 5);
+        EXPECT_THROW(copy->add_link("base", "stone", "StoneLibrary"), zel_exception);
+    }
+    EXPECT_EQ(entries(), (std::vector<std::string>{"__zel_index__.xml", "wood.bin"}));
+    EXPECT_NE(scene_entry().find("StoneLibrary"), std::string::npos);
+
+    EXPECT_EQ(copy->owner_writer(), nullptr);
+    EXPECT_EQ(what_of([&] { copy->add_binary_link_with_data("more", "more.bin", "bytes", 5); }),
+              zel_message("Cannot add a new binary to an in-memory zel scene"));
+    copy->add_link("base", "stone", "StoneLibrary");
+    EXPECT_EQ(copy->parameter_count(), 3u);
 }
 
 TEST_F(FileWriterTest, EqualBytesAreStoredOnceUnlessDuplicatesAreAllowed) {

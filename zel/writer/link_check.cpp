@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "zel/foundation/exception.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
 #include "zel/scene/names.hpp"
+#include "zel/scene/scene_texts.hpp"
 #include "zel/writer/internal/writer_texts.hpp"
 
 namespace vorn::zel {

@@ -12,11 +12,11 @@
 #include <string>
 
 #include "zel/archive/internal/gate_shared_mutex.hpp"
-#include "zel/archive/internal/spin_mutex.hpp"
 #include "zel/archive/mutex_traits.hpp"
 #include "zel/archive/system/file_system_calls.hpp"
 #include "zel/archive/system/output_file.hpp"
 #include "zel/foundation/hash.hpp"
+#include "zel/foundation/spin_mutex.hpp"
 
 namespace vorn::zela {
 

@@ -13,11 +13,11 @@
 
 #include "zel/archive/entry_params.hpp"
 #include "zel/archive/internal/gate_shared_mutex.hpp"
-#include "zel/archive/internal/object_pool.hpp"
-#include "zel/archive/internal/spin_mutex.hpp"
 #include "zel/archive/mutex_traits.hpp"
 #include "zel/archive/zel_archive_entry.hpp"
 #include "zel/foundation/hash.hpp"
+#include "zel/foundation/object_pool.hpp"
+#include "zel/foundation/spin_mutex.hpp"
 
 namespace vorn::zela {
 

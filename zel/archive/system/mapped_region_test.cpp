@@ -11,6 +11,7 @@
 
 #include "zel/archive/system/file_mapping.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn::system::mmap {

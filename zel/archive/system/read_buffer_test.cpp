@@ -9,6 +9,7 @@
 
 #include "zel/archive/system/file_mapping.hpp"
 #include "zel/archive/system/mapped_region.hpp"
+#include "zel/testing/pseudo_random_test.hpp"
 #include "zel/testing/scratch_directory_test.hpp"
 
 namespace vorn {

@@ -14,13 +14,19 @@
 
 #include "zel/facade/host_exceptions.hpp"
 #include "zel/facade/internal/facade_texts.hpp"
+#include "zel/foundation/text_conversion.hpp"
 
 namespace Tessaly::Corvane::DB::ZEL::code_page {
 
 namespace {
 
+using vorn::append_utf16;
+using vorn::append_utf8;
+using vorn::decode_utf16;
+using vorn::decode_utf8;
+using vorn::replacement_character;
+
 constexpr char default_character = '?';
-constexpr char32_t replacement_character = 0xFFFD;
 
 // One iconv descriptor, closed with its owner. Descriptors are kept per
 // thread for the last character set used, since opening one loads tables.
@@ -71,59 +77,15 @@ bool is_utf8(const char* charset) {
     throw System::ArgumentOutOfRangeException(texts::size_exceeds_int_max);
 }
 
-void append_utf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out.push_back(static_cast<char>(c));
-    } else if (c < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    } else if (c < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    }
-}
-
 // UTF-8 of the units, with an unpaired surrogate written as `lone`.
 std::string utf8_from_units(std::u16string_view text, char32_t lone) {
     std::string out;
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char32_t unit = text[i];
-        if (unit >= 0xD800 && unit < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-            text[i + 1] < 0xE000) {
-            append_utf8(out, 0x10000 + ((unit - 0xD800) << 10) + (text[i + 1] - 0xDC00));
-            ++i;
-        } else if (unit >= 0xD800 && unit < 0xE000) {
-            append_utf8(out, lone);
-        } else {
-            append_utf8(out, unit);
-        }
+    for (std::size_t i = 0; i < text.size();) {
+        const char32_t c = decode_utf16(text, i);
+        append_utf8(out, vorn::is_unencodable(c) ? lone : c);
     }
     return out;
-}
-
-// The length of the UTF-8 sequence that starts with lead, or 0 if lead
-// starts none.
-std::size_t sequence_length(unsigned char lead) {
-    if (lead < 0x80) {
-        return 1;
-    }
-    if (lead >= 0xC2 && lead < 0xE0) {
-        return 2;
-    }
-    if (lead >= 0xE0 && lead < 0xF0) {
-        return 3;
-    }
-    if (lead >= 0xF0 && lead < 0xF5) {
-        return 4;
-    }
-    return 0;
 }
 
 // UTF-16 of UTF-8 bytes; each byte that starts no valid sequence becomes
@@ -131,34 +93,13 @@ std::size_t sequence_length(unsigned char lead) {
 std::u16string units_from_utf8(std::string_view text, std::size_t size_limit) {
     std::u16string out;
     out.reserve(text.size() < size_limit ? text.size() : size_limit);
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        std::size_t length = sequence_length(lead);
-        char32_t c = length == 1 ? lead : lead & (0x7F >> length);
-        bool valid = length != 0 && i + length <= text.size();
-        for (std::size_t k = 1; valid && k < length; ++k) {
-            const auto next = static_cast<unsigned char>(text[i + k]);
-            valid = (next & 0xC0) == 0x80;
-            c = (c << 6) | (next & 0x3F);
-        }
-        // Overlong forms, surrogates and values past U+10FFFF.
-        valid = valid && !(length == 3 && c < 0x800) && !(length == 4 && c < 0x10000) &&
-                !(c >= 0xD800 && c < 0xE000) && c <= 0x10FFFF;
-        if (!valid) {
-            c = replacement_character;
-            length = 1;
-        }
-        if (c >= 0x10000) {
-            out.push_back(static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10)));
-            out.push_back(static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
-        } else {
-            out.push_back(static_cast<char16_t>(c));
-        }
+    for (std::size_t i = 0; i < text.size();) {
+        const vorn::utf8_sequence sequence = decode_utf8(text, i);
+        append_utf16(out, sequence.valid ? sequence.code : replacement_character);
         if (out.size() > size_limit) {
             throw_too_long();
         }
-        i += length;
+        i += sequence.valid ? sequence.length : 1;
     }
     return out;
 }
@@ -207,9 +148,7 @@ std::string utf8_of_wide(std::wstring_view text) {
     out.reserve(text.size());
     for (const wchar_t unit : text) {
         const auto c = static_cast<char32_t>(unit);
-        append_utf8(out, (c >= 0xD800 && c < 0xE000) || c > 0x10FFFF
-                             ? static_cast<char32_t>(default_character)
-                             : c);
+        append_utf8(out, vorn::is_unencodable(c) ? static_cast<char32_t>(default_character) : c);
     }
     return out;
 }
@@ -236,8 +175,8 @@ std::string narrow(std::u16string_view text, const char* charset, std::size_t si
         throw System::ArgumentException(texts::to_narrow_failed);
     }
     return run_iconv(to_charset.get(), utf8, std::string_view(&default_character, 1), size_limit,
-                     [](const char* at, std::size_t) {
-                         return sequence_length(static_cast<unsigned char>(*at));
+                     [](const char* at, std::size_t left) {
+                         return decode_utf8(std::string_view(at, left), 0).length;
                      });
 }
 

@@ -11,9 +11,10 @@
 #include <vector>
 
 #include "zel/foundation/value_parse.hpp"
+#include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
@@ -349,14 +350,15 @@ class stream_reader {
                 }
             }
         }
-        block->insert_parameters(parameters_);
+        block_access::insert_parameters(*block, parameters_);
         const std::string_view* block_name = nullptr;
         for (const auto& [attribute, value] : block_attributes_) {
             if (attribute == words_.name) {
                 block_name = block_name != nullptr ? block_name : &value;
                 continue;
             }
-            block->append_extra_attribute(atom(number_of(attribute)), atom(number_of(value)));
+            block_access::append_extra_attribute(*block, atom(number_of(attribute)),
+                                                 atom(number_of(value)));
         }
         if (block_name == nullptr || block_name->empty()) {
             throw declined{};

@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "zel/foundation/generic_param.hpp"
-#include "zel/scene/internal/file_index_state.hpp"
+#include "zel/scene/internal/block_access.hpp"
+#include "zel/scene/internal/document_reader.hpp"
 #include "zel/testing/scene_example_test.hpp"
 
 namespace vorn::zel {
@@ -86,12 +87,14 @@ std::string varied_scene() {
     first->add_parameter("empty", empty);
     first->add_parameter("twice", generic_param(1));
     first->add_parameter("twice", generic_param(2));
-    first->append_extra_attribute(index.intern("shade"), index.intern("smooth"));
+    block_access::append_extra_attribute(*first, index.intern("shade"), index.intern("smooth"));
     // Parameters whose name reads back as empty, in a block large enough to
     // keep an index of its names.
-    first->insert_parameter(index.intern("  "), intrusive_generic_param(index.intern("a"), {}));
+    block_access::insert_parameter(*first, index.intern("  "),
+                                   intrusive_generic_param(index.intern("a"), {}));
     first->add_parameter("between", generic_param(0));
-    first->insert_parameter(index.intern("  "), intrusive_generic_param(index.intern("b"), {}));
+    block_access::insert_parameter(*first, index.intern("  "),
+                                   intrusive_generic_param(index.intern("b"), {}));
     index.add_block("group", "second");
     index.add_metadata_block("note", "meta")->add_parameter("by", generic_param(std::string("me")));
     for (int i = 0; i < 4100; ++i) {

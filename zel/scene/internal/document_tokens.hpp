@@ -11,7 +11,7 @@
 
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/intrusive_string.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel::tokens {
 

@@ -8,9 +8,9 @@
 #include <memory>
 #include <vector>
 
-#include "zel/archive/internal/object_pool.hpp"
 #include "zel/foundation/atom_table.hpp"
 #include "zel/foundation/hash.hpp"
+#include "zel/foundation/object_pool.hpp"
 #include "zel/foundation/recycling_allocator.hpp"
 #include "zel/scene/block.hpp"
 #include "zel/scene/file_index.hpp"
@@ -40,10 +40,10 @@ struct zel_file_index::state {
     // The parameters of the blocks that reading and copying make; it outlives
     // the blocks.
     parameter_arena parameter_memory;
-    zela::object_pool<zel_block, parallel::mutex_traits_no_op> block_pool;
+    object_pool<zel_block, parallel::mutex_traits_no_op> block_pool;
     block_table blocks;
     block_table metadata_blocks;
-    zela::object_pool<type_list, parallel::mutex_traits_no_op> list_pool;
+    object_pool<type_list, parallel::mutex_traits_no_op> list_pool;
     google::dense_hash_map<intrusive_string, type_list*, hash<intrusive_string>> type_lists;
     const type_list empty_list;
     atom_table atoms;
@@ -63,12 +63,5 @@ class file_index_access {
         index.state_ = std::move(fresh);
     }
 };
-
-// Reads the NUL-terminated document at text into the empty index. The text is
-// changed as it is read.
-void read_document(zel_file_index& index, char* text);
-// The same through the general parser alone, for what the streaming reader of
-// the atomized form declines, and for comparing the two.
-void read_document_tree(zel_file_index& index, char* text);
 
 }  // namespace vorn::zel

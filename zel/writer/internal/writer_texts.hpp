@@ -1,14 +1,12 @@
-// The writer's own words: the names of the blocks it adds, the entries and
-// blocks of a contents file, and the texts of its errors.
+// The writer's own words: the entries and blocks of a contents file, and
+// the texts of its errors. The words of the scene document, the metadata
+// block of library references among them, are the scene's (scene_texts.hpp).
 #pragma once
 
 #include <string_view>
 
 namespace vorn::zel::texts {
 
-inline constexpr std::string_view library_refs_type = "librefs";
-inline constexpr std::string_view library_refs_name = "external_refs";
-inline constexpr std::string_view library_ref_parameter = "ref";
 inline constexpr std::string_view entry_name_used = " name already used in zel_file_writer!";
 
 // Libraries.

@@ -1,5 +1,7 @@
 // How deeply the elements of an XML text nest and how many nodes and
-// attributes it makes, as the parser of the table of contents sees them.
+// attributes it makes, as the XML parser sees them: the reader of the table
+// of contents and the reader of the scene document measure a text with it
+// before they parse it.
 //
 // rapidxml parses an element's contents by recursion, one level of the stack
 // for each open element, and has no limit of its own: a text of a few hundred
@@ -20,7 +22,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace vorn::zela {
+namespace vorn {
 
 struct xml_shape_limits {
     std::size_t depth;         // elements open at once
@@ -42,4 +44,4 @@ enum class xml_shape {
 // too, with its own error, before it allocates any more.
 xml_shape xml_shape_of(const char* text, const xml_shape_limits& limits) noexcept;
 
-}  // namespace vorn::zela
+}  // namespace vorn

@@ -3,7 +3,9 @@
 // Objects are built in blocks of a fixed number of elements; a block is never
 // moved or freed before the pool dies, so every object keeps its address for
 // the pool's life. At destruction the objects are destroyed in reverse order
-// of allocation. Each allocation takes the policy's plain lock.
+// of allocation. Each allocation takes the policy's plain lock: traits::mutex,
+// a complete type where the pool is made (the archive's locking policies in
+// zel/archive/mutex_traits.hpp are the ones in use).
 #pragma once
 
 #include <cstddef>
@@ -14,12 +16,9 @@
 #include <utility>
 #include <vector>
 
-#include "zel/archive/internal/gate_shared_mutex.hpp"
-#include "zel/archive/internal/spin_mutex.hpp"
-#include "zel/archive/mutex_traits.hpp"
 #include "zel/foundation/recycling_allocator.hpp"
 
-namespace vorn::zela {
+namespace vorn {
 
 template <class T, class traits, std::size_t block_elements = 2048>
 class object_pool {
@@ -90,4 +89,4 @@ class object_pool {
     [[no_unique_address]] mutex_type mutex_;
 };
 
-}  // namespace vorn::zela
+}  // namespace vorn

@@ -1,3 +1,5 @@
+#include "zel/scene/internal/document_reader.hpp"
+
 #include <rapidxml/rapidxml.hpp>
 
 #include <gtest/gtest.h>

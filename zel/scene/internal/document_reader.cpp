@@ -17,6 +17,8 @@
 //
 // The atomized form as the writer prints it is read first without a tree
 // (atomized_stream_reader.hpp); what that reader declines comes here.
+#include "zel/scene/internal/document_reader.hpp"
+
 #include <rapidxml/rapidxml.hpp>
 
 #include <cstddef>
@@ -24,12 +26,13 @@
 #include <string>
 #include <string_view>
 
-#include "zel/archive/internal/xml_shape.hpp"
 #include "zel/foundation/exception.hpp"
+#include "zel/foundation/xml_shape.hpp"
 #include "zel/scene/internal/atomized_stream_reader.hpp"
+#include "zel/scene/internal/block_access.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
@@ -89,8 +92,8 @@ class document_reader {
         : index_(index), state_(file_index_access::of(index)), atoms_(state_.atoms) {}
 
     void read(char* text) {
-        constexpr zela::xml_shape_limits limits{max_depth, ~std::uint64_t{0}, ~std::uint64_t{0}};
-        if (zela::xml_shape_of(text, limits) != zela::xml_shape::within) {
+        constexpr xml_shape_limits limits{max_depth, ~std::uint64_t{0}, ~std::uint64_t{0}};
+        if (xml_shape_of(text, limits) != xml_shape::within) {
             throw zel_exception(std::string(texts::too_deep_prefix) + std::to_string(max_depth) +
                                 std::string(texts::too_deep_suffix));
         }
@@ -143,7 +146,7 @@ class document_reader {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
             zel_block* block =
                 state_.block_pool.make(intern(name_of(*e)), atoms_, &state_.parameter_memory);
-            block->reserve_parameters(count_children(*e));
+            block_access::reserve_parameters(*block, count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 const intrusive_string name = intern(name_of(*p));
                 const xml_attribute* type =
@@ -161,7 +164,7 @@ class document_reader {
                 if (tag != nullptr) {
                     param.set_tag(intern(value_of(*tag)));
                 }
-                block->insert_parameter(name, param);
+                block_access::insert_parameter(*block, name, param);
             }
             const xml_attribute* name = nullptr;
             for (const xml_attribute* a = e->first_attribute(); a != nullptr;
@@ -171,7 +174,7 @@ class document_reader {
                     continue;
                 }
                 const intrusive_string value = intern(value_of(*a));
-                block->append_extra_attribute(intern(name_of(*a)), value);
+                block_access::append_extra_attribute(*block, intern(name_of(*a)), value);
             }
             if (name == nullptr) {
                 raise_unnamed(name_of(*e));
@@ -188,7 +191,7 @@ class document_reader {
         for (const element* e = parent.first_node(); e != nullptr; e = e->next_sibling()) {
             zel_block* block =
                 state_.block_pool.make(atom(name_of(*e)), atoms_, &state_.parameter_memory);
-            block->reserve_parameters(count_children(*e));
+            block_access::reserve_parameters(*block, count_children(*e));
             for (const element* p = e->first_node(); p != nullptr; p = p->next_sibling()) {
                 read_atomized_parameter(*p, *block);
             }
@@ -199,7 +202,7 @@ class document_reader {
                     name = name != nullptr ? name : a;
                     continue;
                 }
-                block->append_extra_attribute(atom(name_of(*a)), atom(value_of(*a)));
+                block_access::append_extra_attribute(*block, atom(name_of(*a)), atom(value_of(*a)));
             }
             if (name == nullptr) {
                 raise_unnamed(name_of(*e));
@@ -238,7 +241,7 @@ class document_reader {
         if (tag != nullptr) {
             param.set_tag(atom(value_of(*tag)));
         }
-        block.insert_parameter(atom(name_of(p)), param);
+        block_access::insert_parameter(block, atom(name_of(p)), param);
     }
 
     intrusive_string intern(std::string_view text) { return atoms_.intern(intrusive_string(text)); }

@@ -1,10 +1,10 @@
-#include "zel/archive/internal/xml_shape.hpp"
+#include "zel/foundation/xml_shape.hpp"
 
 #include <rapidxml/rapidxml.hpp>
 
 #include <string_view>
 
-namespace vorn::zela {
+namespace vorn {
 
 namespace {
 
@@ -228,4 +228,4 @@ xml_shape xml_shape_of(const char* text, const xml_shape_limits& limits) noexcep
     return shape_scanner(text, limits).scan();
 }
 
-}  // namespace vorn::zela
+}  // namespace vorn

@@ -9,6 +9,8 @@
 // after every node; the atomized form has no layout at all. The document is
 // printed straight from the tables, with no tree in between, since a tree of
 // a large scene would cost as much as the text.
+#include "zel/scene/internal/document_writer.hpp"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,7 +20,7 @@
 #include "zel/scene/file_index.hpp"
 #include "zel/scene/internal/document_tokens.hpp"
 #include "zel/scene/internal/file_index_state.hpp"
-#include "zel/scene/internal/scene_texts.hpp"
+#include "zel/scene/scene_texts.hpp"
 
 namespace vorn::zel {
 
@@ -314,9 +316,9 @@ void add_internal_block(zel_file_index& index, std::size_t block_count) {
 
 }  // namespace
 
-void zel_file_index::write_document(std::string& out, bool atomize) {
-    state& s = *state_;
-    add_internal_block(*this, s.blocks.size());
+void write_document(zel_file_index& index, std::string& out, bool atomize) {
+    zel_file_index::state& s = file_index_access::of(index);
+    add_internal_block(index, s.blocks.size());
     document_printer printer(out, s.atoms, atomize);
     if (atomize) {
         // Interned in this order; a writer's index holds them already.

@@ -55,6 +55,11 @@ inline constexpr std::string_view tag_attribute = "tag";
 inline constexpr std::string_view internal_use_type = "internal_use_block";
 inline constexpr std::string_view internal_use_name = "__internal_use__";
 inline constexpr std::string_view block_count_parameter = "num";
+// The metadata block that lists every library alias a link names, one
+// parameter "ref" each.
+inline constexpr std::string_view library_refs_type = "librefs";
+inline constexpr std::string_view library_refs_name = "external_refs";
+inline constexpr std::string_view library_ref_parameter = "ref";
 
 // Reading the scene document.
 inline constexpr std::string_view zero_length_block_name = "block name of zero length read";

@@ -1,16 +1,27 @@
-#include "zel/archive/internal/object_pool.hpp"
+#include "zel/foundation/object_pool.hpp"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
-#include "zel/archive/mutex_traits.hpp"
+#include "zel/foundation/spin_mutex.hpp"
 
-namespace vorn::zela {
+namespace vorn {
 namespace {
 
+struct no_lock {
+    void lock() noexcept {}
+    void unlock() noexcept {}
+};
+struct unlocked {
+    using mutex = no_lock;
+};
+struct spinning {
+    using mutex = parallel::spin_mutex;
+};
+
 TEST(ObjectPoolTest, BlocksGrowWithoutMovingObjects) {
-    object_pool<std::uint64_t, parallel::mutex_traits_no_op> pool;
+    object_pool<std::uint64_t, unlocked> pool;
     std::vector<std::uint64_t*> first;
     for (std::uint64_t i = 0; i < 2048; ++i) {
         first.push_back(pool.make(i));
@@ -32,7 +43,7 @@ TEST(ObjectPoolTest, ObjectsDieInReverseOrderOfMaking) {
         ~witness() { deaths->push_back(number); }
     };
     {
-        object_pool<witness, parallel::mutex_traits_spin, 4> pool;
+        object_pool<witness, spinning, 4> pool;
         for (int i = 0; i < 6; ++i) {
             pool.make(witness{&deaths, i});
             deaths.pop_back();  // the temporary
@@ -42,4 +53,4 @@ TEST(ObjectPoolTest, ObjectsDieInReverseOrderOfMaking) {
 }
 
 }  // namespace
-}  // namespace vorn::zela
+}  // namespace vorn
