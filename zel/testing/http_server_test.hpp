@@ -213,10 +213,10 @@ class http_test_server {
         std::uint64_t last = size == 0 ? 0 : size - 1;
         bool partial = false;
         if (!range.empty() && !ignore_range) {
-            const std::string spec = range.substr(range.find('=') + 1);
-            const auto dash = spec.find('-');
-            const std::string a = spec.substr(0, dash);
-            const std::string b = spec.substr(dash + 1);
+            const std::string bounds = range.substr(range.find('=') + 1);
+            const auto dash = bounds.find('-');
+            const std::string a = bounds.substr(0, dash);
+            const std::string b = bounds.substr(dash + 1);
             if (a.empty()) {
                 const std::uint64_t n = std::stoull(b);
                 first = n >= size ? 0 : size - n;
