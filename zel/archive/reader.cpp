@@ -67,30 +67,32 @@ std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(const std::stri
     return payload_buffer(name, e, std::move(stored));
 }
 
-std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::get_raw_entries(
-    const std::vector<std::string>& names) const {
+template <class MakeBuffer>
+std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::entries_as(
+    const std::vector<std::string>& names, MakeBuffer make) const {
     const std::vector<const entry*> entries = entries_named(names);
     std::vector<stored_data> stored(entries.size());
     get_entries_data(stored, entries);
     std::vector<std::shared_ptr<const read_buffer>> buffers;
     buffers.reserve(entries.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        buffers.push_back(raw_buffer(*entries[i], std::move(stored[i])));
+        buffers.push_back(make(i, *entries[i], std::move(stored[i])));
     }
     return buffers;
 }
 
+std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::get_raw_entries(
+    const std::vector<std::string>& names) const {
+    return entries_as(names, [](std::size_t, const entry& e, stored_data&& stored) {
+        return raw_buffer(e, std::move(stored));
+    });
+}
+
 std::vector<std::shared_ptr<const read_buffer>> zel_archive_reader::get_entries(
     const std::vector<std::string>& names) const {
-    const std::vector<const entry*> entries = entries_named(names);
-    std::vector<stored_data> stored(entries.size());
-    get_entries_data(stored, entries);
-    std::vector<std::shared_ptr<const read_buffer>> buffers;
-    buffers.reserve(entries.size());
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        buffers.push_back(payload_buffer(names[i], *entries[i], std::move(stored[i])));
-    }
-    return buffers;
+    return entries_as(names, [&](std::size_t i, const entry& e, stored_data&& stored) {
+        return payload_buffer(names[i], e, std::move(stored));
+    });
 }
 
 void zel_archive_reader::get_entries_data(std::vector<stored_data>& stored,

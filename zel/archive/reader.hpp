@@ -116,6 +116,11 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     // entry with name \"<name>\"" or the entry's misplacement.
     const entry& entry_named(const std::string& name) const;
     std::vector<const entry*> entries_named(const std::vector<std::string>& names) const;
+    // The entries of those names fetched together, each made a buffer by
+    // make(position, record, stored bytes).
+    template <class MakeBuffer>
+    std::vector<std::shared_ptr<const read_buffer>> entries_as(
+        const std::vector<std::string>& names, MakeBuffer make) const;
     static std::shared_ptr<const read_buffer> raw_buffer(const entry& e, stored_data stored);
     // Inflates a compressed entry, checked against its record.
     static std::shared_ptr<const read_buffer> payload_buffer(const std::string& name,

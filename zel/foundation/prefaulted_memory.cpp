@@ -113,28 +113,27 @@ void* map_new(std::size_t mapped, std::size_t size) {
     return block;
 }
 
+// A kept block of the class of size, else a new one whose first populated
+// bytes are in place.
+void* map_block(std::size_t size, std::size_t populated) {
+    if (size > (std::size_t{1} << 62)) {
+        throw std::bad_alloc();
+    }
+    const std::size_t mapped = class_size(size);
+    if (void* kept = kept_store().take(mapped)) {
+        return kept;
+    }
+    return map_new(mapped, populated);
+}
+
 }  // namespace
 
 void* map_prefaulted(std::size_t size) {
-    if (size > (std::size_t{1} << 62)) {
-        throw std::bad_alloc();
-    }
-    const std::size_t mapped = class_size(size);
-    if (void* kept = kept_store().take(mapped)) {
-        return kept;
-    }
-    return map_new(mapped, size);
+    return map_block(size, size);
 }
 
 void* map_recyclable(std::size_t size) {
-    if (size > (std::size_t{1} << 62)) {
-        throw std::bad_alloc();
-    }
-    const std::size_t mapped = class_size(size);
-    if (void* kept = kept_store().take(mapped)) {
-        return kept;
-    }
-    return map_new(mapped, 0);
+    return map_block(size, 0);
 }
 
 void unmap_prefaulted(void* block, std::size_t size) noexcept {
