@@ -424,9 +424,10 @@ void range_client::start(fetch_state& state, transfer& t) {
     curl_easy_setopt(easy, CURLOPT_MAXREDIRS, max_redirects);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
-    // libcurl's default of 16 KiB a read costs a large entry a third of its
-    // speed in calls and polls.
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 512L * 1024);
+    // Reads of 64 KiB bring a large entry faster, and for less processor
+    // time, than libcurl's 16 KiB (more calls and polls) or 512 KiB, whose
+    // copy into the entry's buffer finds less of it still in the cache.
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 64L * 1024);
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.timeout.count()));
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.timeout.count()));
     curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
