@@ -156,6 +156,24 @@ TEST(RemoteToolOptionsTest, HttpsWithoutTheServersCertificateIsRefused) {
     }
 }
 
+// libcurl is loaded by the first URL, so that a host reading only local
+// packages never loads it and the libraries it brings.
+TEST(RemoteToolOptionsTest, OnlyAUrlLoadsLibcurl) {
+    nginx_server server;
+    scratch_directory scratch;
+    make_demo_packages(server.root(), scratch.path());
+    const auto loads_curl = [&](const std::string& location) {
+        // The dynamic loader names every library it loads on standard error.
+        const process_result run =
+            run_process({"/usr/bin/env", "LD_DEBUG=files", ZEL_TOOL, "ls", location},
+                        scratch.path(), scratch.path(), run_bound);
+        EXPECT_EQ(run.exit_code, 0) << location;
+        return run.err.find("libcurl") != std::string::npos;
+    };
+    EXPECT_FALSE(loads_curl((server.root() / "scene.zel").string()));
+    EXPECT_TRUE(loads_curl(server.url("scene.zel")));
+}
+
 TEST(RemoteToolOptionsTest, ABadOptionValueIsAUsageError) {
     scratch_directory scratch;
     const std::vector<std::vector<std::string>> cases = {

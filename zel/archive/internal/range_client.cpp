@@ -1,7 +1,5 @@
 #include "zel/archive/internal/range_client.hpp"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -11,6 +9,7 @@
 #include <string_view>
 #include <thread>
 
+#include "zel/archive/internal/curl_library.hpp"
 #include "zel/archive/internal/remote_texts.hpp"
 #include "zel/foundation/exception.hpp"
 
@@ -25,15 +24,6 @@ using clock = std::chrono::steady_clock;
 constexpr std::uint64_t max_discarded_body = std::uint64_t{64} << 10;
 constexpr std::chrono::milliseconds first_pause{100};
 constexpr long max_redirects = 5;
-
-void initialize_curl() {
-    static const bool initialized = [] {
-        return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    }();
-    if (!initialized) {
-        throw zel_remote_exception(std::string(texts::remote_no_curl));
-    }
-}
 
 bool equal_no_case(std::string_view a, std::string_view b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
@@ -208,13 +198,13 @@ struct range_client::transfer {
         error[0] = '\0';
     }
 
-    void release(CURLM* multi) {
+    void release(const curl_library& curl, CURLM* multi) {
         if (easy != nullptr) {
-            curl_multi_remove_handle(multi, easy);
-            curl_easy_cleanup(easy);
+            curl.multi_remove_handle(multi, easy);
+            curl.easy_cleanup(easy);
             easy = nullptr;
         }
-        curl_slist_free_all(headers);
+        curl.slist_free_all(headers);
         headers = nullptr;
     }
 
@@ -353,12 +343,16 @@ void range_client::transfer::take_header(std::string_view line) {
 
 range_client::range_client(const std::string& url, const remote_options& options)
     : url_(url), shown_url_(http::shown_url(url)), options_(options) {
-    initialize_curl();
+    std::string failure;
+    curl_ = load_curl(failure);
+    if (curl_ == nullptr) {
+        raise(failure);
+    }
 }
 
 range_client::~range_client() {
     for (void* multi : idle_multis_) {
-        curl_multi_cleanup(static_cast<CURLM*>(multi));
+        curl_->multi_cleanup(static_cast<CURLM*>(multi));
     }
 }
 
@@ -394,12 +388,12 @@ void* range_client::take_multi() {
             return multi;
         }
     }
-    CURLM* multi = curl_multi_init();
+    CURLM* multi = curl_->multi_init();
     if (multi == nullptr) {
         raise(texts::remote_no_curl);
     }
-    curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS,
-                      static_cast<long>(std::max(1u, options_.parallel_requests)));
+    curl_->multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS,
+                        static_cast<long>(std::max(1u, options_.parallel_requests)));
     return multi;
 }
 
@@ -412,49 +406,50 @@ void range_client::start(fetch_state& state, transfer& t) {
     t.reset_answer();
     t.state = &state;
     t.whole_limit = options_.max_whole_object;
-    t.easy = curl_easy_init();
+    t.easy = curl_->easy_init();
     if (t.easy == nullptr) {
         raise(texts::remote_no_curl);
     }
     CURL* easy = t.easy;
-    curl_easy_setopt(easy, CURLOPT_URL, url_.c_str());
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, max_redirects);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
+    curl_->easy_setopt(easy, CURLOPT_URL, url_.c_str());
+    curl_->easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_->easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_->easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_->easy_setopt(easy, CURLOPT_MAXREDIRS, max_redirects);
+    curl_->easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_->easy_setopt(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
     // Reads of 64 KiB bring a large entry faster, and for less processor
     // time, than libcurl's 16 KiB (more calls and polls) or 512 KiB, whose
     // copy into the entry's buffer finds less of it still in the cache.
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 64L * 1024);
-    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.timeout.count()));
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.timeout.count()));
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_->easy_setopt(easy, CURLOPT_BUFFERSIZE, 64L * 1024);
+    curl_->easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(options_.timeout.count()));
+    curl_->easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                       static_cast<long>(options_.timeout.count()));
+    curl_->easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_->easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
     if (!options_.ca_file.empty()) {
-        curl_easy_setopt(easy, CURLOPT_CAINFO, options_.ca_file.c_str());
+        curl_->easy_setopt(easy, CURLOPT_CAINFO, options_.ca_file.c_str());
     }
-    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, t.error);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &transfer::on_header);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, &t);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &transfer::on_body);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, &t);
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, &t);
+    curl_->easy_setopt(easy, CURLOPT_ERRORBUFFER, t.error);
+    curl_->easy_setopt(easy, CURLOPT_HEADERFUNCTION, &transfer::on_header);
+    curl_->easy_setopt(easy, CURLOPT_HEADERDATA, &t);
+    curl_->easy_setopt(easy, CURLOPT_WRITEFUNCTION, &transfer::on_body);
+    curl_->easy_setopt(easy, CURLOPT_WRITEDATA, &t);
+    curl_->easy_setopt(easy, CURLOPT_PRIVATE, &t);
 
     const std::string range = "Range: bytes=" + range_text(*t.asked);
-    t.headers = curl_slist_append(t.headers, range.c_str());
+    t.headers = curl_->slist_append(t.headers, range.c_str());
     {
         std::lock_guard lock(mutex_);
         if (version_.known && !version_.etag.empty() && version_.etag.rfind("W/", 0) != 0) {
-            t.headers = curl_slist_append(t.headers, ("If-Match: " + version_.etag).c_str());
+            t.headers = curl_->slist_append(t.headers, ("If-Match: " + version_.etag).c_str());
         } else if (version_.known && !version_.last_modified.empty()) {
-            t.headers = curl_slist_append(
+            t.headers = curl_->slist_append(
                 t.headers, ("If-Unmodified-Since: " + version_.last_modified).c_str());
         }
     }
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, t.headers);
-    if (curl_multi_add_handle(state.multi, easy) != CURLM_OK) {
+    curl_->easy_setopt(easy, CURLOPT_HTTPHEADER, t.headers);
+    if (curl_->multi_add_handle(state.multi, easy) != CURLM_OK) {
         raise(texts::remote_no_curl);
     }
     requests_.fetch_add(1, std::memory_order_relaxed);
@@ -547,7 +542,7 @@ range_client::outcome range_client::finish(transfer& t, int result) {
         return outcome::retry;
     }
     raise(std::string(texts::remote_transfer_failed)
-              .append(t.error[0] != '\0' ? t.error : curl_easy_strerror(code)));
+              .append(t.error[0] != '\0' ? t.error : curl_->easy_strerror(code)));
 }
 
 std::vector<answer> range_client::fetch(const std::vector<request>& requests) {
@@ -571,7 +566,7 @@ std::vector<answer> range_client::fetch(const std::vector<request>& requests) {
     std::shared_ptr<const body> whole;
     const auto release_all = [&] {
         for (transfer& t : transfers) {
-            t.release(state.multi);
+            t.release(*curl_, state.multi);
         }
         give_back_multi(state.multi);
     };
@@ -592,19 +587,19 @@ std::vector<answer> range_client::fetch(const std::vector<request>& requests) {
                 }
             }
             int running = 0;
-            curl_multi_perform(state.multi, &running);
+            curl_->multi_perform(state.multi, &running);
             int left = 0;
-            while (CURLMsg* message = curl_multi_info_read(state.multi, &left)) {
+            while (CURLMsg* message = curl_->multi_info_read(state.multi, &left)) {
                 if (message->msg != CURLMSG_DONE) {
                     continue;
                 }
                 char* owner = nullptr;
-                curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
+                curl_->easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
                 const int result = message->data.result;
                 transfer& t = *reinterpret_cast<transfer*>(owner);
                 --active;
                 const outcome o = finish(t, result);
-                t.release(state.multi);
+                t.release(*curl_, state.multi);
                 if (o == outcome::answered) {
                     ++answered;
                     answers[t.index] = {t.received, t.status == 200};
@@ -639,7 +634,7 @@ std::vector<answer> range_client::fetch(const std::vector<request>& requests) {
                 }
             }
             if (active > 0) {
-                curl_multi_poll(state.multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
+                curl_->multi_poll(state.multi, nullptr, 0, static_cast<int>(wait.count()), nullptr);
             } else if (wait.count() > 0) {
                 std::this_thread::sleep_for(wait);
             }

@@ -1,4 +1,5 @@
-// Byte ranges of one object on an HTTP server, fetched with libcurl.
+// Byte ranges of one object on an HTTP server, fetched with libcurl (loaded
+// when the first client is made: curl_library.hpp).
 //
 // A fetch runs a list of requests at once, at most parallel_requests of them
 // in flight, and returns when every one has its answer or one has failed for
@@ -40,6 +41,8 @@
 #include "zel/archive/system/aligned_bytes.hpp"
 
 namespace vorn::zela::http {
+
+struct curl_library;
 
 // Bytes of the object from offset first on. They are kept so that offset f
 // of the object lies at the same remainder of 16 in memory as in the file:
@@ -124,6 +127,7 @@ class range_client {
     std::string url_;
     std::string shown_url_;
     remote_options options_;
+    const curl_library* curl_ = nullptr;
 
     mutable std::mutex mutex_;
     version version_;

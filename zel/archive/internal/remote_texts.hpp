@@ -22,5 +22,10 @@ inline constexpr std::string_view remote_whole_over_prefix = "the whole object o
 inline constexpr std::string_view remote_whole_over_middle = " bytes is over the limit of ";
 inline constexpr std::string_view remote_bytes = " bytes";
 inline constexpr std::string_view remote_no_curl = "could not set up a transfer";
+inline constexpr std::string_view remote_no_curl_library =
+    "reading over HTTP needs libcurl, which could not be loaded: ";
+inline constexpr std::string_view remote_curl_too_old =
+    "reading over HTTP needs libcurl 7.66 or later; ";
+inline constexpr std::string_view remote_curl_lacks = " lacks ";
 
 }  // namespace vorn::zela::texts
