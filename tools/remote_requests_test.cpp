@@ -113,12 +113,19 @@ TEST(RemoteRequestsTest, AnEntryBeforeTheTailIsOneRequestForExactlyItsStoredByte
     EXPECT_EQ(body_bytes(requests), 48 + std::min(counted.size, tail_size) + counted.big_stored);
 }
 
-// A library of many entries, most of them before the tail.
-fs::path make_library(const fs::path& dir, const fs::path& scratch, int binaries) {
+// A library of many entries, most of them before the tail, stored as given
+// or deflated.
+fs::path make_library(const fs::path& dir, const fs::path& scratch, int binaries,
+                      bool stored = true) {
     const fs::path in = scratch / "library";
     fs::create_directories(in / "textures");
     for (int i = 0; i < binaries; ++i) {
         std::string bytes = numbered_bytes(96 * 1024 + static_cast<std::size_t>(i) * 16);
+        if (!stored) {
+            // Half of it random, so that deflated entries reach before the tail.
+            bytes.replace(0, bytes.size() / 2,
+                          pseudo_random_bytes(bytes.size() / 2, pseudo_random(i + 1u)));
+        }
         bytes[0] = static_cast<char>(i);  // no two alike
         // Appended rather than joined with +, which g++ 12 warns about
         // wrongly under -O2.
@@ -129,10 +136,37 @@ fs::path make_library(const fs::path& dir, const fs::path& scratch, int binaries
     }
     fs::copy_file(fs::path(ZEL_DEMO_DIR) / "ferrane" / "__zel_index__.xml",
                   in / "__zel_index__.xml");
-    run_checked({ZEL_TOOL, "pack", "--store", "bin", (dir / "library.zel").string(),
-                 "__zel_index__.xml", "textures"},
-                in, scratch);
+    std::vector<std::string> pack = {ZEL_TOOL, "pack", (dir / "library.zel").string(),
+                                     "__zel_index__.xml", "textures"};
+    if (stored) {
+        pack.insert(pack.begin() + 2, {"--store", "bin"});
+    }
+    run_checked(pack, in, scratch);
     return dir / "library.zel";
+}
+
+// Verifying checks the stored bytes of a deflated entry, then inflates them:
+// one fetch serves both.
+TEST(RemoteRequestsTest, VerifyFetchesEachByteOnce) {
+    served_packages served;
+    scratch_directory scratch;
+    const fs::path library = make_library(served.root(), scratch.path(), 40, false);
+    std::size_t seen = 0;
+    const process_result verify = served.remote({"verify", "@library.zel"});
+    ASSERT_TRUE(verify.succeeded()) << verify.err;
+    std::vector<byte_range> ranges;
+    for (const access_entry& e : since(served.server(), seen)) {
+        if (const auto range = range_of(e)) {
+            ranges.push_back(*range);
+        }
+    }
+    // The header, and every entry before the tail.
+    ASSERT_GT(ranges.size(), 20u);
+    std::sort(ranges.begin(), ranges.end(),
+              [](const byte_range& a, const byte_range& b) { return a.first < b.first; });
+    for (std::size_t i = 1; i < ranges.size(); ++i) {
+        EXPECT_GT(ranges[i].first, ranges[i - 1].last) << "bytes " << ranges[i].first;
+    }
 }
 
 TEST(RemoteRequestsTest, ProcessesSharingANodeCacheFetchEachEntryOnce) {

@@ -178,6 +178,13 @@ TEST(FileReaderTest, CompressedEntryRawAndPayloadShareOneIdentity) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(payload->data()) % 16, 0u);
     EXPECT_EQ(raw->identity(), payload->identity());
     EXPECT_EQ(raw->identity(), reader->get_entry_key("scene.xml"));
+    // The payload made from the raw bytes fetched before is the same; bytes
+    // of another size are refused.
+    const auto from_raw = reader->get_entry("scene.xml", raw);
+    EXPECT_EQ(std::string(from_raw->data(), from_raw->size()), text_payload);
+    EXPECT_EQ(from_raw->identity(), payload->identity());
+    EXPECT_THROW(reader->get_entry("scene.xml", reader->get_raw_entry("stored.bin")),
+                 std::invalid_argument);
 
     // The decoded buffer has storage of its own; the raw view keeps the
     // mapping alive by itself.

@@ -52,7 +52,7 @@ void check_entry(const zel_archive_reader& reader, const placed_entry& e, packag
     }
     if (raw->pending_size() != 0) {
         try {
-            reader.get_entry(e.name);
+            reader.get_entry(e.name, raw);
         } catch (const vorn_exception& error) {
             add_finding(report, finding_codes::entry_inflate_failed, e, error.message());
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -65,6 +66,17 @@ std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(const std::stri
     stored_data stored;
     get_entry_data(stored.holder, stored.data, stored.size, e);
     return payload_buffer(name, e, std::move(stored));
+}
+
+std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(
+    const std::string& name, const std::shared_ptr<const read_buffer>& raw) const {
+    const entry& e = entry_named(name);
+    if (raw == nullptr || raw->size() != e.csize) {
+        throw std::invalid_argument(std::string(texts::not_stored_bytes_of) + name);
+    }
+    // The holder only keeps the bytes alive; nothing writes through it.
+    return payload_buffer(name, e,
+                          {std::const_pointer_cast<read_buffer>(raw), raw->data(), raw->size()});
 }
 
 template <class MakeBuffer>

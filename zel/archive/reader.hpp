@@ -71,6 +71,13 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
         const std::vector<std::string>& names) const;
     std::vector<std::shared_ptr<const read_buffer>> get_entries(
         const std::vector<std::string>& names) const;
+    // The entry's payload from the stored bytes that get_raw_entry gave for
+    // it, as get_entry gives it, without fetching them again: a reader that
+    // checks the stored bytes before inflating them fetches them once.
+    // Raises std::invalid_argument if raw is not the size of the entry's
+    // stored bytes.
+    std::shared_ptr<const read_buffer> get_entry(
+        const std::string& name, const std::shared_ptr<const read_buffer>& raw) const;
     // The entry's parameters, owned by the reader; after loading from a table
     // of contents they hold at least "off", "csize", "dsize" and "hash".
     const entry_params* get_entry_params(const std::string& name) const;

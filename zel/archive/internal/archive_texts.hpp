@@ -45,6 +45,7 @@ inline constexpr std::string_view cause_separator = ": ";
 
 // Finding and adding entries.
 inline constexpr std::string_view cannot_find_entry = "Can't find entry with name \"";
+inline constexpr std::string_view not_stored_bytes_of = "not the stored bytes of the entry ";
 inline constexpr std::string_view cannot_add_entry = "Can't add entry with name \"";
 inline constexpr std::string_view entry_exists = "\": entry already exists";
 inline constexpr std::string_view empty_entry_name = "Can't add an entry with an empty name";
