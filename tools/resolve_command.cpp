@@ -29,7 +29,8 @@ void write_bytes(const read_buffer& bytes) {
 }
 
 int run_resolve(const std::vector<std::string>& args) {
-    const arguments parsed(args, {"--bytes"}, {cache_option, timeout_option, cacert_option});
+    const arguments parsed(args, {"--bytes"},
+                           {"--library", cache_option, timeout_option, cacert_option});
     const auto& operands = parsed.operands(2, 2);
     const std::string& package = operands[0];
     const std::string& link = operands[1];
@@ -42,6 +43,9 @@ int run_resolve(const std::vector<std::string>& args) {
     const auto resolver = std::make_shared<zel::zel_scene_resolver>(
         scene_budget, byte_budget, byte_budget, remote_options_of(parsed));
     const auto graph = zel::open_scene_graph(resolver, package);
+    for (const auto& [alias, library] : parsed.named_values("--library", "ALIAS=LIBRARY.zel")) {
+        graph->add_file_redirect(alias, library);
+    }
     std::string file;
     std::string target;
     graph->resolve_link(link, graph->root_index(), file, target);
@@ -77,14 +81,18 @@ int run_resolve(const std::vector<std::string>& args) {
 
 const command resolve_command = {
     "resolve",
-    "[--bytes] PACKAGE LINK",
+    "[--bytes] PACKAGE LINK [--library ALIAS=LIBRARY.zel]...",
     "tell where a link of a package's scene leads",
     "Follows LINK, a link value such as \"#lamp\" or \"library#wood\", from the scene of\n"
     "PACKAGE as a scene graph does, and prints the file it lands in and the block\n"
     "there with its type, or the binary with its sizes. An empty left part means\n"
     "PACKAGE itself; other packages are opened by the names that links give,\n"
-    "from the working directory.\n\n"
-    "  --bytes   for a binary link, write the binary's payload to standard output\n",
+    "from the working directory, and a library known by its alias from the\n"
+    "package that --library names for it.\n\n"
+    "  --bytes                       for a binary link, write the binary's payload\n"
+    "                                to standard output\n"
+    "  --library ALIAS=LIBRARY.zel   open the library package LIBRARY.zel for links\n"
+    "                                into ALIAS; once for each library\n",
     run_resolve,
     remote_options_help};
 

@@ -233,6 +233,14 @@ expect 0 "$zel" graph scene.zel
 [ "$(grep -c 'style=dashed' out.txt)" -eq 3 ] && pass || fail "graph without the library: $(cat out.txt)"
 expect 2 "$zel" graph scene.zel --library lib
 grep -q '^zel graph: --library takes ALIAS=LIBRARY.zel, not "lib"$' err.txt && pass || fail "$(cat err.txt)"
+# So does resolve: a link into the alias lands in the library package.
+expect 0 "$zel" resolve scene.zel 'lib#wood' --library lib=lib.zel
+grep -Eq "^file +lib.zel$" out.txt && grep -Eq "^type +material$" out.txt && pass ||
+    fail "resolve lib#wood: $(cat out.txt)"
+expect 0 "$zel" resolve --bytes scene.zel 'lib#a.bin' --library lib=lib.zel
+[ "$(wc -c <out.txt)" -eq 10 ] && pass || fail "resolve --bytes lib#a.bin: $(wc -c <out.txt) bytes"
+expect 1 "$zel" resolve scene.zel 'lib#wood'
+expect 2 "$zel" resolve scene.zel 'lib#wood' --library lib
 expect 1 "$zel" contents demo.zel demo.zelc
 [ ! -e demo.zelc ] && [ ! -e demo.zelc.part ] && pass || fail "a failed contents left a file"
 
