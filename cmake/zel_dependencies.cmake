@@ -36,10 +36,6 @@ endfunction()
 
 zel_dependency_headers(zel_deps::rapidxml rapidxml/rapidxml.hpp)
 zel_dependency_headers(zel_deps::sparsehash google/dense_hash_map)
-# Packages on HTTP servers are read with range requests through libcurl,
-# which is loaded when the first URL is opened: only its headers are needed
-# to build.
-zel_dependency_headers(zel_deps::curl curl/curl.h)
 zel_dependency_library(zel_deps::md md5.h md)
 # Inflates a stream of known size in one call, its trailer checked.
 zel_dependency_library(zel_deps::libdeflate libdeflate.h deflate)
