@@ -14,6 +14,9 @@ namespace {
 // OpenSSL build first, then the GnuTLS one.
 constexpr std::array<const char*, 2> library_names = {"libcurl.so.4", "libcurl-gnutls.so.4"};
 
+// 7.85, the first to take the protocols allowed as a text.
+constexpr unsigned oldest_version = 0x075500;
+
 struct loaded_curl {
     curl_library functions;
     std::string failure;  // empty once loaded
@@ -41,22 +44,27 @@ bool resolve(const opened_library& library, const char* name, Function& function
 loaded_curl load() {
     loaded_curl loaded;
     opened_library library;
+    std::string first_refusal;  // why the first name could not be loaded
     for (const char* name : library_names) {
         library = {::dlopen(name, RTLD_NOW | RTLD_LOCAL), name};
         if (library.handle != nullptr) {
             break;
         }
+        const char* why = ::dlerror();
+        if (first_refusal.empty() && why != nullptr) {
+            first_refusal = why;
+        }
     }
     if (library.handle == nullptr) {
-        const char* why = ::dlerror();
-        loaded.failure =
-            std::string(texts::remote_no_curl_library).append(why != nullptr ? why : "");
+        loaded.failure = std::string(texts::remote_no_curl_library).append(first_refusal);
         return loaded;
     }
     curl_library& f = loaded.functions;
     decltype(&::curl_global_init) global_init = nullptr;
+    decltype(&::curl_version_info) version_info = nullptr;
     std::string& failure = loaded.failure;
     const bool resolved =
+        resolve(library, "curl_version_info", version_info, failure) &&
         resolve(library, "curl_global_init", global_init, failure) &&
         resolve(library, "curl_easy_init", f.easy_init, failure) &&
         resolve(library, "curl_easy_setopt", f.easy_setopt, failure) &&
@@ -73,7 +81,21 @@ loaded_curl load() {
         resolve(library, "curl_multi_cleanup", f.multi_cleanup, failure) &&
         resolve(library, "curl_slist_append", f.slist_append, failure) &&
         resolve(library, "curl_slist_free_all", f.slist_free_all, failure);
-    if (resolved && global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+    if (!resolved) {
+        return loaded;
+    }
+    // An older libcurl ignores the option that keeps redirects to http and
+    // https, which must never be lost silently.
+    const curl_version_info_data* version = version_info(CURLVERSION_NOW);
+    if (version == nullptr || version->version_num < oldest_version) {
+        failure = std::string(texts::remote_curl_too_old)
+                      .append(library.name)
+                      .append(texts::remote_curl_is)
+                      .append(version != nullptr && version->version != nullptr ? version->version
+                                                                                : "unknown");
+        return loaded;
+    }
+    if (global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
         failure = std::string(texts::remote_no_curl);
     }
     return loaded;

@@ -30,8 +30,8 @@ struct curl_library {
 };
 
 // Loads libcurl and sets it up, once for the process; null, with the reason
-// in failure, when it cannot be loaded. It stays loaded until the process
-// ends.
+// in failure, when it cannot be loaded or is older than 7.85. It stays
+// loaded until the process ends.
 const curl_library* load_curl(std::string& failure);
 
 }  // namespace vorn::zela::http

@@ -25,7 +25,8 @@ inline constexpr std::string_view remote_no_curl = "could not set up a transfer"
 inline constexpr std::string_view remote_no_curl_library =
     "reading over HTTP needs libcurl, which could not be loaded: ";
 inline constexpr std::string_view remote_curl_too_old =
-    "reading over HTTP needs libcurl 7.66 or later; ";
+    "reading over HTTP needs libcurl 7.85 or later; ";
 inline constexpr std::string_view remote_curl_lacks = " lacks ";
+inline constexpr std::string_view remote_curl_is = " is ";
 
 }  // namespace vorn::zela::texts
