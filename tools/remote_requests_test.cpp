@@ -150,7 +150,7 @@ fs::path make_library(const fs::path& dir, const fs::path& scratch, int binaries
 TEST(RemoteRequestsTest, VerifyFetchesEachByteOnce) {
     served_packages served;
     scratch_directory scratch;
-    const fs::path library = make_library(served.root(), scratch.path(), 40, false);
+    make_library(served.root(), scratch.path(), 40, false);
     std::size_t seen = 0;
     const process_result verify = served.remote({"verify", "@library.zel"});
     ASSERT_TRUE(verify.succeeded()) << verify.err;

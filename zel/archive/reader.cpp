@@ -71,7 +71,7 @@ std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(const std::stri
 std::shared_ptr<const read_buffer> zel_archive_reader::get_entry(
     const std::string& name, const std::shared_ptr<const read_buffer>& raw) const {
     const entry& e = entry_named(name);
-    if (raw == nullptr || raw->size() != e.csize) {
+    if (raw == nullptr || raw->identity() != binary_identity{e.hash, e.csize}) {
         throw std::invalid_argument(std::string(texts::not_stored_bytes_of) + name);
     }
     // The holder only keeps the bytes alive; nothing writes through it.

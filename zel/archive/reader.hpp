@@ -74,8 +74,8 @@ class zel_archive_reader : public zel_archive<parallel::mutex_traits_no_op> {
     // The entry's payload from the stored bytes that get_raw_entry gave for
     // it, as get_entry gives it, without fetching them again: a reader that
     // checks the stored bytes before inflating them fetches them once.
-    // Raises std::invalid_argument if raw is not the size of the entry's
-    // stored bytes.
+    // Raises std::invalid_argument if raw has another identity than the
+    // entry's stored bytes.
     std::shared_ptr<const read_buffer> get_entry(
         const std::string& name, const std::shared_ptr<const read_buffer>& raw) const;
     // The entry's parameters, owned by the reader; after loading from a table
